@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "foundation/date.h"
+#include "foundation/result.h"
+#include "platform/platform.h"
+#include "shared/decoded_file.h"
+
+namespace tovrin {
+
+/// One entry that was materialized here, and the edit of it that waits for upload. Identity: warpID + ":" + relativePath.
+struct TovrinWarpSharedCachedItemRecord {
+  std::string warpID;
+  std::string relativePath;
+  std::int64_t size = 0;
+  Date cachedAt;
+  std::optional<std::int64_t> materializedModificationTimeNanoseconds;
+  std::optional<std::int64_t> materializedStatusChangeTimeNanoseconds;
+  std::optional<std::int64_t> materializedBirthTimeNanoseconds;
+  std::optional<Date> modifiedAt;
+  std::optional<std::string> pendingWritebackFilePath;
+  std::optional<std::int64_t> pendingWritebackSize;
+  std::optional<std::string> pendingWritebackChecksumSHA256;
+  std::optional<Date> recoveryCheckpointPendingSince;
+
+  friend bool operator==(const TovrinWarpSharedCachedItemRecord&, const TovrinWarpSharedCachedItemRecord&) = default;
+};
+
+struct TovrinWarpSharedCachedItemsState {
+  std::int64_t version = 1;
+  Date updatedAt;
+  std::vector<TovrinWarpSharedCachedItemRecord> records;
+};
+
+std::string recordIdentity(std::string_view warpID, std::string_view relativePath);
+
+/// The journal of cached items, a file that the main application reads and changes too. Loads look at the file every time
+/// and decode it again only when it changed. Thread-safe; whoever changes it holds the cached-items lock from load to save.
+class CachedItemsJournal {
+ public:
+  explicit CachedItemsJournal(const Platform& platform) : platform_(platform) {}
+
+  /// The valid records younger than 30 days, or protected by an edit or a recovery checkpoint, in file order. One bad
+  /// record is NSCocoaErrorDomain 259 for the whole file; no file is an empty list.
+  Result<std::vector<TovrinWarpSharedCachedItemRecord>> load();
+
+  /// Caps at 20,000 records (protected ones first), writes atomically and durably, reads back and compares. On failure the
+  /// previous file stays.
+  Result<void> save(const std::vector<TovrinWarpSharedCachedItemRecord>& records);
+
+  /// Takes the cached-items lock, loads, replaces every record of this identity by `change(the first of them, if any)`
+  /// at the end of the list, and saves.
+  Result<void> replaceRecord(std::string_view warpID, std::string_view relativePath,
+                             const std::function<TovrinWarpSharedCachedItemRecord(
+                                 const TovrinWarpSharedCachedItemRecord* previous)>& change);
+
+  /// Whether a record of this item names a pending copy; false when the journal cannot be read. A hash probe, no lock.
+  bool hasPendingWriteback(std::string_view warpID, std::string_view relativePath);
+
+ private:
+  struct Decoded;
+  Result<std::shared_ptr<const Decoded>> decoded();
+
+  Platform platform_;
+  DecodedFile<Decoded> file_;
+};
+
+}  // namespace tovrin

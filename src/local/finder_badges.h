@@ -1,0 +1,58 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/date.h"
+#include "foundation/result.h"
+#include "platform/extended_attributes.h"
+#include "platform/platform.h"
+#include "shared/decoded_file.h"
+
+namespace tovrin {
+
+enum class TovrinWarpSharedFinderBadgeState { warpedRoot, remoteOnly, cached, opening, issue };
+
+std::string_view rawValue(TovrinWarpSharedFinderBadgeState state);
+/// The Finder tag of the state, such as "Tovrin Cached".
+std::string_view finderTagName(TovrinWarpSharedFinderBadgeState state);
+/// Exact and case-sensitive; nothing for a tag that is not one of the system's.
+std::optional<TovrinWarpSharedFinderBadgeState> stateOfFinderTag(std::string_view name);
+
+/// The file that tells the main application which badges to draw.
+struct TovrinWarpSharedFinderBadgeUpdate {
+  Date createdAt;
+  std::map<std::string, TovrinWarpSharedFinderBadgeState> badgeStatesByPath;
+  std::vector<std::string> clearPaths;
+};
+
+/// Badges, tags and label colours. All of it is decoration: no operation reports an error. Thread-safe.
+class FinderBadges {
+ public:
+  explicit FinderBadges(const Platform& platform) : platform_(platform) {}
+
+  /// Merges into the shared file and posts the notification after a successful write. A path both cleared and given a
+  /// state ends with the state. Paths are standardized.
+  void publish(const std::map<std::string, TovrinWarpSharedFinderBadgeState>& states,
+               const std::vector<std::string>& clearPaths);
+
+  /// Keeps the user's tags in their order, drops the system's own, and puts `state`'s tag with its colour last; the label
+  /// takes that colour. A missing file is no error.
+  void tag(const std::filesystem::path& file, TovrinWarpSharedFinderBadgeState state, LinkPolicy links);
+
+ private:
+  Platform platform_;
+  std::mutex publishLock_;
+  DecodedFile<TovrinWarpSharedFinderBadgeUpdate> file_;
+};
+
+/// Writes the tags attribute when it differs, then the label colour that the tags carry (the last one that carries one).
+void applyFinderTags(const std::vector<std::string>& tagNames, const std::filesystem::path& file, LinkPolicy links);
+/// Colour 0 to 7 (others are clamped) into bits 1 to 3 of byte 9 of FinderInfo; everything else stays.
+void setLabelColour(const std::filesystem::path& file, int colour, LinkPolicy links);
+
+}  // namespace tovrin

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "foundation/result.h"
+
+namespace tovrin {
+
+/// Where this installation keeps what it shares and what it makes. Safe to use from any thread.
+class Directories {
+ public:
+  virtual ~Directories() = default;
+
+  /// The container shared with the main application, when this process has one.
+  virtual std::optional<std::filesystem::path> appGroupContainer() const = 0;
+  /// The user's Application Support directory ($XDG_DATA_HOME or ~/.local/share on Linux).
+  virtual std::optional<std::filesystem::path> applicationSupport() const = 0;
+  /// The provider's temporary directory for delivered files; nothing when there is no manager for the domain, an
+  /// error when the manager cannot name it.
+  virtual std::optional<Result<std::filesystem::path>> providerTemporaryDirectory() const = 0;
+  /// The system's directory for temporary files.
+  virtual std::filesystem::path temporaryDirectory() const = 0;
+};
+
+}  // namespace tovrin

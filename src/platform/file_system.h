@@ -1,0 +1,105 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/result.h"
+
+/// Files on this machine. Failures carry the platform's usual domain, code and sentence (NSCocoaErrorDomain 260 for a
+/// missing file that is read, 4 for one that is not, 640 for a full disk, …). Safe to use from any thread.
+namespace tovrin {
+
+/// What tells one version of a file from another without reading it.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t size = 0;
+  std::int64_t modificationTimeNanoseconds = 0;
+  std::int64_t statusChangeTimeNanoseconds = 0;
+
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+enum class FileType { regular, directory, symbolicLink, other };
+
+struct FileAttributes {
+  FileType type = FileType::other;
+  FileIdentity identity;
+  std::optional<std::int64_t> birthTimeNanoseconds;  ///< absent where the file system keeps none
+};
+
+/// Does not follow a symbolic link in the last component.
+Result<FileAttributes> fileAttributes(const std::filesystem::path& path);
+/// Follows symbolic links; false for anything that cannot be reached.
+bool fileExists(const std::filesystem::path& path);
+
+struct FileContents {
+  std::string bytes;
+  FileIdentity identity;  ///< of the descriptor that was read, taken before the first byte
+};
+Result<FileContents> readWholeFile(const std::filesystem::path& path);
+
+/// `durable`: file and directory are synced, so that the file survives a crash of the machine.
+enum class Durability { ordinary, durable };
+
+/// Writes a temporary file in the same directory, then renames it over `path`; keeps an existing file's mode. On failure
+/// the previous file stays as it was and the temporary file is gone. Returns the identity of the new file.
+Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                         Durability durability = Durability::ordinary);
+
+/// Intermediate directories included; one that exists is no error.
+Result<void> createDirectories(const std::filesystem::path& path);
+/// Removes a file, a link or a whole directory.
+Result<void> removeItem(const std::filesystem::path& path);
+Result<void> moveItem(const std::filesystem::path& from, const std::filesystem::path& to);
+/// Copies a regular file's contents, sharing blocks where the file system can. `to` must not exist; on failure nothing
+/// is left there. Follows a link at `from`.
+Result<void> copyItem(const std::filesystem::path& from, const std::filesystem::path& to,
+                      Durability durability = Durability::ordinary);
+Result<void> createSymbolicLink(const std::filesystem::path& path, const std::string& target);
+/// Names in the directory's own order, without "." and ".." and names that begin with "._".
+Result<std::vector<std::string>> contentsOfDirectory(const std::filesystem::path& path);
+
+/// An open file; closed with the object.
+class [[nodiscard]] FileHandle {
+ public:
+  static Result<FileHandle> forReading(const std::filesystem::path& path);
+  /// The file must exist.
+  static Result<FileHandle> forWriting(const std::filesystem::path& path);
+  /// Makes an empty file, replacing one that is there. Fails with NSCocoaErrorDomain 512 or a more precise write error.
+  static Result<FileHandle> create(const std::filesystem::path& path);
+
+  FileHandle(FileHandle&& other) noexcept;
+  FileHandle& operator=(FileHandle&& other) noexcept;
+  ~FileHandle();
+
+  /// Up to `buffer.size()` bytes; 0 only at the end of the file.
+  Result<std::size_t> read(std::span<std::byte> buffer);
+  /// All of them, or an error.
+  Result<void> write(std::span<const std::byte> bytes);
+  Result<void> seek(std::int64_t offset);
+  Result<void> truncate(std::int64_t size);
+  Result<void> synchronize();
+  /// Reports what the destructor would swallow. The handle is closed whatever the result.
+  Result<void> close();
+
+  int descriptor() const { return descriptor_; }
+
+ private:
+  explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+  int descriptor_ = -1;
+};
+
+/// Copies up to `count` bytes from the one handle's position to the other's, inside the kernel where it can. Returns the
+/// number copied: fewer only when `from` ends first.
+Result<std::int64_t> copyBytes(FileHandle& from, FileHandle& to, std::int64_t count);
+
+}  // namespace tovrin

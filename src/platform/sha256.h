@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tovrin {
+
+/// SHA-256 over bytes that arrive in pieces.
+class SHA256 {
+ public:
+  SHA256();
+  ~SHA256();
+  SHA256(SHA256&&) noexcept;
+  SHA256& operator=(SHA256&&) noexcept;
+
+  void update(std::span<const std::byte> bytes);
+  /// 64 lower-case hexadecimal digits. The object must not be used afterwards.
+  std::string finalizeHex();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+std::string sha256Hex(std::string_view bytes);
+
+}  // namespace tovrin

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+
+namespace tovrin {
+
+/// Whether a file that was read when `identity` was its identity may still change without its identity telling: its
+/// last modification is less than two seconds before the reading, and clock ticks are coarse.
+bool mayStillChangeUnseen(const FileIdentity& identity, Date readAt);
+
+/// The decoded value of one file, decoded again only when the file is another one than before. Thread-safe: concurrent
+/// users wait for one decoding.
+template <class Value>
+class DecodedFile {
+ public:
+  using Shared = std::shared_ptr<const Value>;
+
+  /// The file's value by `decode(const std::string& bytes) -> Result<Value>`. A missing file is NSCocoaErrorDomain 260.
+  template <class Decode>
+  Result<Shared> load(const std::filesystem::path& path, const Clock& clock, Decode&& decode) {
+    const std::lock_guard hold(lock_);
+    if (kept_ && path == path_) {
+      const auto attributes = fileAttributes(path);
+      if (attributes && attributes->identity == identity_) return kept_;
+    }
+    kept_.reset();
+    const Date readAt = clock.now();
+    TOVRIN_TRY(FileContents contents, readWholeFile(path));
+    TOVRIN_TRY(Value value, decode(contents.bytes));
+    auto shared = std::make_shared<const Value>(std::move(value));
+    keep(path, contents.identity, readAt, shared);
+    return shared;
+  }
+
+  /// Takes a value that the caller has just written to the file.
+  void remember(const std::filesystem::path& path, const FileIdentity& identity, const Clock& clock, Value value) {
+    const std::lock_guard hold(lock_);
+    keep(path, identity, clock.now(), std::make_shared<const Value>(std::move(value)));
+  }
+
+ private:
+  void keep(const std::filesystem::path& path, const FileIdentity& identity, Date at, Shared value) {
+    if (mayStillChangeUnseen(identity, at)) return;
+    path_ = path;
+    identity_ = identity;
+    kept_ = std::move(value);
+  }
+
+  std::mutex lock_;
+  std::filesystem::path path_;
+  FileIdentity identity_;
+  Shared kept_;
+};
+
+}  // namespace tovrin
