@@ -120,7 +120,8 @@ NSError NSError::posix(int errnoValue, std::string localizedDescription) {
 NSError NSError::decoding(DecodingFailure failure) {
   const bool missing =
       failure.kind == DecodingFailure::Kind::keyNotFound || failure.kind == DecodingFailure::Kind::valueNotFound;
-  const auto code = static_cast<std::int64_t>(missing ? CocoaErrorCode::coderValueNotFound : CocoaErrorCode::coderReadCorrupt);
+  const auto code =
+      static_cast<std::int64_t>(missing ? CocoaErrorCode::coderValueNotFound : CocoaErrorCode::coderReadCorrupt);
   return NSError(std::make_shared<const Payload>(std::string(NSCocoaErrorDomain), code, cocoaDescription(code),
                                                  std::make_unique<const DecodingFailure>(std::move(failure))));
 }

@@ -15,8 +15,8 @@ namespace tovrin {
 /// last modification is less than two seconds before the reading, and clock ticks are coarse.
 bool mayStillChangeUnseen(const FileIdentity& identity, Date readAt);
 
-/// The decoded value of one file, decoded again only when the file is another one than before. Thread-safe: concurrent
-/// users wait for one decoding.
+/// The decoded value of one file, or why it does not decode; decoded again only when the file is another one than
+/// before. Thread-safe: concurrent users wait for one decoding.
 template <class Value>
 class DecodedFile {
  public:
@@ -28,13 +28,14 @@ class DecodedFile {
     const std::lock_guard hold(lock_);
     if (kept_ && path == path_) {
       const auto attributes = fileAttributes(path);
-      if (attributes && attributes->identity == identity_) return kept_;
+      if (attributes && attributes->identity == identity_) return *kept_;
     }
     kept_.reset();
     const Date readAt = clock.now();
-    TOVRIN_TRY(FileContents contents, readWholeFile(path));
-    TOVRIN_TRY(Value value, decode(contents.bytes));
-    auto shared = std::make_shared<const Value>(std::move(value));
+    TOVRIN_TRY(const FileContents contents, readWholeFile(path));
+    Result<Value> value = decode(contents.bytes);
+    Result<Shared> shared = value ? Result<Shared>(std::make_shared<const Value>(*std::move(value)))
+                                  : Result<Shared>(failure(std::move(value).error()));
     keep(path, contents.identity, readAt, shared);
     return shared;
   }
@@ -42,11 +43,12 @@ class DecodedFile {
   /// Takes a value that the caller has just written to the file.
   void remember(const std::filesystem::path& path, const FileIdentity& identity, const Clock& clock, Value value) {
     const std::lock_guard hold(lock_);
+    kept_.reset();
     keep(path, identity, clock.now(), std::make_shared<const Value>(std::move(value)));
   }
 
  private:
-  void keep(const std::filesystem::path& path, const FileIdentity& identity, Date at, Shared value) {
+  void keep(const std::filesystem::path& path, const FileIdentity& identity, Date at, Result<Shared> value) {
     if (mayStillChangeUnseen(identity, at)) return;
     path_ = path;
     identity_ = identity;
@@ -56,7 +58,7 @@ class DecodedFile {
   std::mutex lock_;
   std::filesystem::path path_;
   FileIdentity identity_;
-  Shared kept_;
+  std::optional<Result<Shared>> kept_;
 };
 
 }  // namespace tovrin

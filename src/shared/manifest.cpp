@@ -26,7 +26,8 @@ struct JSONEnumeration<TovrinWarpSharedEntryKind> {
 template <>
 struct JSONEnumeration<TovrinWarpSharedStatus> {
   static constexpr std::string_view name = "TovrinWarpSharedStatus";
-  static constexpr std::array<std::string_view, 5> cases{"uploading", "verified", "replaced", "failed", "needsAttention"};
+  static constexpr std::array<std::string_view, 5> cases{"uploading", "verified", "replaced", "failed",
+                                                         "needsAttention"};
 };
 
 template <>
@@ -92,12 +93,14 @@ struct RecordCoding<TovrinWarpSharedEntry> {
   using Entry = TovrinWarpSharedEntry;
   static constexpr std::tuple fields{
       field("absolutePath", &Entry::relativePath),
-      rule("absolutePath", [](const Entry& e) { return isCanonicalAbsolutePath(e.relativePath); },
-           "Shared Warp entries require canonical absolute paths."),
+      rule(
+          "absolutePath", [](const Entry& e) { return isCanonicalAbsolutePath(e.relativePath); },
+          "Shared Warp entries require canonical absolute paths."),
       defaulted("displayName", &Entry::displayName, [](const Entry& e) { return lastPathComponent(e.relativePath); }),
       field("kind", &Entry::kind),
       field("size", &Entry::size),
-      rule("size", [](const Entry& e) { return e.size >= 0; }, "Shared Warp entry sizes cannot be negative."),
+      rule(
+          "size", [](const Entry& e) { return e.size >= 0; }, "Shared Warp entry sizes cannot be negative."),
       defaulted("modificationTimeNanoseconds", &Entry::modificationTimeNanoseconds,
                 [](const Entry&) { return std::int64_t{0}; }),
       field("statusChangeTimeNanoseconds", &Entry::statusChangeTimeNanoseconds),
@@ -108,7 +111,8 @@ struct RecordCoding<TovrinWarpSharedEntry> {
       defaulted("bsdFlags", &Entry::bsdFlags, [](const Entry&) { return std::uint32_t{0}; }),
       field("symlinkTarget", &Entry::symlinkTarget),
       field("payloadKey", &Entry::payloadKey),
-      defaulted("payloadParts", &Entry::payloadParts, [](const Entry&) { return ArenaList<TovrinWarpSharedPayloadPart>(); }),
+      defaulted("payloadParts", &Entry::payloadParts,
+                [](const Entry&) { return ArenaList<TovrinWarpSharedPayloadPart>(); }),
       field("uploadStrategy", &Entry::uploadStrategy),
       field("multipartPartCount", &Entry::multipartPartCount),
       field("multipartPartSizeBytes", &Entry::multipartPartSizeBytes),
@@ -116,20 +120,27 @@ struct RecordCoding<TovrinWarpSharedEntry> {
       defaulted("payloadEncoding", &Entry::payloadEncoding,
                 [](const Entry&) { return TovrinWarpSharedPayloadEncoding::raw; }),
       defaulted("storedSize", &Entry::storedSize, [](const Entry& e) { return e.size; }),
-      defaulted("sparseExtents", &Entry::sparseExtents, [](const Entry&) { return ArenaList<TovrinWarpSharedSparseExtent>(); }),
+      defaulted("sparseExtents", &Entry::sparseExtents,
+                [](const Entry&) { return ArenaList<TovrinWarpSharedSparseExtent>(); }),
       field("hardLinkIdentity", &Entry::hardLinkIdentity),
       field("hardLinkPrimaryPath", &Entry::hardLinkPrimaryPath),
-      rule("storedSize", [](const Entry& e) { return e.storedSize >= 0; }, "Shared Warp stored sizes cannot be negative."),
-      rule("contentChecksumSHA256",
-           [](const Entry& e) { return !e.contentChecksumSHA256 || isSHA256Hex(*e.contentChecksumSHA256); },
-           "Shared Warp checksums must be SHA-256 hex values."),
-      rule("hardLinkPrimaryPath",
-           [](const Entry& e) { return !e.hardLinkPrimaryPath || isCanonicalAbsolutePath(*e.hardLinkPrimaryPath); },
-           "Shared Warp hard-link paths must be canonical absolute paths."),
-      rule("payloadParts", [](const Entry& e) { return std::ranges::all_of(e.payloadParts, isSafePart); },
-           "Shared Warp payload parts contain an unsafe range or object key."),
-      rule("payloadKey", [](const Entry& e) { return !e.payloadKey || isSafeRelativeObjectKey(*e.payloadKey); },
-           "Shared Warp payload keys must be safe relative object keys."),
+      rule(
+          "storedSize", [](const Entry& e) { return e.storedSize >= 0; },
+          "Shared Warp stored sizes cannot be negative."),
+      rule(
+          "contentChecksumSHA256",
+          [](const Entry& e) { return !e.contentChecksumSHA256 || isSHA256Hex(*e.contentChecksumSHA256); },
+          "Shared Warp checksums must be SHA-256 hex values."),
+      rule(
+          "hardLinkPrimaryPath",
+          [](const Entry& e) { return !e.hardLinkPrimaryPath || isCanonicalAbsolutePath(*e.hardLinkPrimaryPath); },
+          "Shared Warp hard-link paths must be canonical absolute paths."),
+      rule(
+          "payloadParts", [](const Entry& e) { return std::ranges::all_of(e.payloadParts, isSafePart); },
+          "Shared Warp payload parts contain an unsafe range or object key."),
+      rule(
+          "payloadKey", [](const Entry& e) { return !e.payloadKey || isSafeRelativeObjectKey(*e.payloadKey); },
+          "Shared Warp payload keys must be safe relative object keys."),
       rule("sparseExtents", extentsLieInside, "Shared Warp sparse extents fall outside the stored file range."),
   };
 };
@@ -139,8 +150,9 @@ struct RecordCoding<TovrinWarpSharedManifest> {
   using Manifest = TovrinWarpSharedManifest;
   static constexpr std::tuple fields{
       defaulted("version", &Manifest::version, [](const Manifest&) { return std::int64_t{1}; }),
-      rule("version", [](const Manifest& m) { return isSupportedVersion(m.version); },
-           "Unsupported shared Warp manifest version."),
+      rule(
+          "version", [](const Manifest& m) { return isSupportedVersion(m.version); },
+          "Unsupported shared Warp manifest version."),
       field("warpID", &Manifest::warpID),
       field("deviceID", &Manifest::deviceID),
       field("manifestKey", &Manifest::manifestKey),

@@ -13,7 +13,8 @@
 #include "foundation/text_arena.h"
 
 /// The records of a Warp's manifest. A record is made by decoding a manifest (a value in hand is a valid value) and its
-/// texts and lists point into that manifest: keep the manifest, or a shared pointer that aliases it, as long as the record.
+/// texts and lists point into that manifest: keep the manifest, or a shared pointer that aliases it, as long as the
+/// record.
 namespace tovrin {
 
 enum class TovrinWarpSharedEntryKind : std::uint8_t { file, directory, symlink };
@@ -114,8 +115,8 @@ struct TovrinWarpSharedManifest {
 std::size_t hashValue(const TovrinWarpSharedEntry& entry);
 std::size_t hashValue(const TovrinWarpSharedManifest& manifest);
 
-/// Decodes and validates; a manifest that breaks any rule is not decoded at all. The error names the first failing key in
-/// the order of the records' fields.
+/// Decodes and validates; a manifest that breaks any rule is not decoded at all. The error names the first failing key
+/// in the order of the records' fields.
 Result<TovrinWarpSharedManifest> decodeManifest(std::string_view bytes);
 
 /// Every field in order with its default filled in; absent optional fields are left out.

@@ -61,7 +61,8 @@ class ManifestIndexes {
  public:
   explicit ManifestIndexes(const Platform& platform) : platform_(platform) {}
 
-  /// The visible warpIDs (canonical forms), or null when the index is missing or cannot be read: that is not an empty set.
+  /// The visible warpIDs (canonical forms), or null when the index is missing or cannot be read: that is not an empty
+  /// set.
   std::shared_ptr<const std::unordered_set<std::string>> visibleWarpIDs();
 
   /// No file is an empty list. A broken rule is NSCocoaErrorDomain 259, whatever cannot be decoded its own error.

@@ -50,17 +50,35 @@ bool areDistinctInside(const auto& elements, std::string_view folder, const auto
   });
 }
 
-constexpr bool isHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
+constexpr bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 /// White space and newlines as the platform trims them: Zs, U+0009 to U+000D, U+0085, U+2028, U+2029.
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
-  static constexpr std::string_view kSpaces[] = {
-      " ",            "\t",           "\n",           "\v",           "\f",           "\r",           "\xC2\x85",
-      "\xC2\xA0",     "\xE1\x9A\x80", "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84",
-      "\xE2\x80\x85", "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A", "\xE2\x80\xA8",
-      "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\x9F", "\xE3\x80\x80"};
+  static constexpr std::string_view kSpaces[] = {" ",
+                                                 "\t",
+                                                 "\n",
+                                                 "\v",
+                                                 "\f",
+                                                 "\r",
+                                                 "\xC2\x85",
+                                                 "\xC2\xA0",
+                                                 "\xE1\x9A\x80",
+                                                 "\xE2\x80\x80",
+                                                 "\xE2\x80\x81",
+                                                 "\xE2\x80\x82",
+                                                 "\xE2\x80\x83",
+                                                 "\xE2\x80\x84",
+                                                 "\xE2\x80\x85",
+                                                 "\xE2\x80\x86",
+                                                 "\xE2\x80\x87",
+                                                 "\xE2\x80\x88",
+                                                 "\xE2\x80\x89",
+                                                 "\xE2\x80\x8A",
+                                                 "\xE2\x80\xA8",
+                                                 "\xE2\x80\xA9",
+                                                 "\xE2\x80\xAF",
+                                                 "\xE2\x81\x9F",
+                                                 "\xE3\x80\x80"};
   for (;;) {
     const auto* space = std::ranges::find_if(kSpaces, [&](std::string_view s) { return text.starts_with(s); });
     if (space == std::end(kSpaces)) return text;
@@ -83,7 +101,8 @@ bool isSafePart(const TovrinWarpSharedPayloadPart& part) {
 bool extentsLieInside(const TovrinWarpSharedEntry& entry) {
   return std::ranges::all_of(entry.sparseExtents, [&](const TovrinWarpSharedSparseExtent& extent) {
     return fits(extent.logicalOffset, extent.length) && fits(extent.storedOffset, extent.length) &&
-           extent.logicalOffset + extent.length <= entry.size && extent.storedOffset + extent.length <= entry.storedSize;
+           extent.logicalOffset + extent.length <= entry.size &&
+           extent.storedOffset + extent.length <= entry.storedSize;
   });
 }
 
@@ -97,7 +116,8 @@ bool hasConsistentDatesAndPaths(const TovrinWarpSharedManifest& manifest) {
   return areFinite(manifest) &&
          areDistinctInside(manifest.entries, folder, [](const auto& entry) { return entry.relativePath; }) &&
          std::ranges::all_of(manifest.verificationSampleRelativePaths, isCanonicalAbsolutePath) &&
-         areDistinctInside(manifest.verificationSampleRelativePaths, folder, [](std::string_view path) { return path; });
+         areDistinctInside(manifest.verificationSampleRelativePaths, folder,
+                           [](std::string_view path) { return path; });
 }
 
 bool hasInnerHardLinks(const TovrinWarpSharedManifest& manifest) {

@@ -39,11 +39,14 @@ class ManifestStore {
   std::vector<SkippedManifest> skipped();
 
  private:
+  using File = DecodedFile<SharedManifest>;
+
   Result<SharedManifest> decodedAt(const std::filesystem::path& path, const std::string& fileName);
+  void forgetAllBut(const std::vector<std::string>& fileNames);
 
   Platform platform_;
   std::mutex lock_;
-  std::unordered_map<std::string, std::unique_ptr<DecodedFile<IndexedManifest>>> files_;  ///< by file name
+  std::unordered_map<std::string, std::shared_ptr<File>> files_;  ///< by file name
 };
 
 }  // namespace tovrin

@@ -8,8 +8,8 @@
 
 namespace tovrin {
 
-/// A holder of one of the two Warp locks. Destroying it releases the lock; there is no other way. Safe to destroy on any
-/// thread. If the process dies, the kernel drops the record lock and the file stays.
+/// A holder of one of the two Warp locks. Destroying it releases the lock; there is no other way. Safe to destroy on
+/// any thread. If the process dies, the kernel drops the record lock and the file stays.
 class [[nodiscard]] TovrinWarpSharedMutationLock {
  public:
   TovrinWarpSharedMutationLock(TovrinWarpSharedMutationLock&& other) noexcept;
@@ -17,7 +17,8 @@ class [[nodiscard]] TovrinWarpSharedMutationLock {
   ~TovrinWarpSharedMutationLock();
 
  private:
-  friend Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path&, std::binary_semaphore&, Clock&, double);
+  friend Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path&, std::binary_semaphore&, Clock&,
+                                                          double);
   TovrinWarpSharedMutationLock(int fileDescriptor, std::binary_semaphore& semaphore)
       : fileDescriptor_(fileDescriptor), processSemaphoreToRelease_(&semaphore) {}
   void release();
@@ -31,7 +32,8 @@ inline constexpr double kLockTimeoutSeconds = 5.0;
 
 /// Guards changes to warped files and their state. Taken before the cached-items lock where both are needed. A negative
 /// timeout counts as 0. When another holder keeps it: NSPOSIXErrorDomain 60 on every system.
-Result<TovrinWarpSharedMutationLock> acquireMutationLock(const Platform& platform, double timeoutSeconds = kLockTimeoutSeconds);
+Result<TovrinWarpSharedMutationLock> acquireMutationLock(const Platform& platform,
+                                                         double timeoutSeconds = kLockTimeoutSeconds);
 
 /// Guards one load-change-save of the cached-item journal.
 Result<TovrinWarpSharedMutationLock> acquireCachedItemsLock(const Platform& platform,

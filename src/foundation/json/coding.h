@@ -33,13 +33,13 @@ constexpr std::string_view jsonCase(Enumeration value) {
 template <class Record, class Member>
 struct CodedField {
   std::string_view key;
-  Member Record::*member;
+  Member Record::* member;
 };
 
 template <class Record, class Member, class Default>
 struct CodedFieldWithDefault {
   std::string_view key;
-  Member Record::*member;
+  Member Record::* member;
   Default defaultValue;
 };
 
@@ -52,13 +52,13 @@ struct CodingRule {
 
 /// A required key; an optional one when the member is a std::optional (null counts as absent).
 template <class Record, class Member>
-constexpr CodedField<Record, Member> field(std::string_view key, Member Record::*member) {
+constexpr CodedField<Record, Member> field(std::string_view key, Member Record::* member) {
   return {key, member};
 }
 
 /// An optional key; when it is absent or null the member is what `defaultValue` makes of the fields before it.
 template <class Record, class Member, class Default>
-constexpr CodedFieldWithDefault<Record, Member, Default> defaulted(std::string_view key, Member Record::*member,
+constexpr CodedFieldWithDefault<Record, Member, Default> defaulted(std::string_view key, Member Record::* member,
                                                                    Default defaultValue) {
   return {key, member, defaultValue};
 }

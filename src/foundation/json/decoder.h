@@ -25,8 +25,8 @@
 #include "foundation/text_arena.h"
 
 /// Decodes records from JSON by their RecordCoding. The document is walked once, front to back; the scalars of a record
-/// are only located on the way and decoded at its end, in the order of its list, so that the error reported is the first
-/// one in that order however the keys are arranged. Of equal keys the first counts; unknown keys are skipped.
+/// are only located on the way and decoded at its end, in the order of its list, so that the error reported is the
+/// first one in that order however the keys are arranged. Of equal keys the first counts; unknown keys are skipped.
 ///
 /// Include in sources only: the parser's header is large.
 namespace tovrin {
@@ -95,8 +95,8 @@ class Nesting {
   Context& context_;
 };
 
-/// A value that was passed on the way: what it is and, for a scalar, its text. A string's text stands without quotes; one
-/// that held escapes was unescaped into the parser's own memory.
+/// A value that was passed on the way: what it is and, for a scalar, its text. A string's text stands without quotes;
+/// one that held escapes was unescaped into the parser's own memory.
 struct Located {
   ValueKind kind = ValueKind::absent;
   bool broken = false;  ///< a string that cannot be unescaped: an error only for whoever decodes it
@@ -105,7 +105,8 @@ struct Located {
 
 inline Status locate(ondemand::value& value, Located& located) {
   std::string_view token = value.raw_json_token();
-  while (!token.empty() && (token.back() == ' ' || token.back() == '\n' || token.back() == '\r' || token.back() == '\t'))
+  while (!token.empty() &&
+         (token.back() == ' ' || token.back() == '\n' || token.back() == '\r' || token.back() == '\t'))
     token.remove_suffix(1);
   if (token.empty()) return malformed();
   switch (token.front()) {
@@ -161,7 +162,7 @@ inline Status skip(ondemand::value& value, const Located& located, Context& cont
     if (value.get_array().get(array)) return malformed();
     for (auto element : array) {
       ondemand::value next;
-      if (element.get(next)) return malformed();
+      if (std::move(element).get(next)) return malformed();
       if (Status status = skipNext(next, context)) return status;
     }
     return nullptr;
@@ -170,7 +171,7 @@ inline Status skip(ondemand::value& value, const Located& located, Context& cont
   if (value.get_object().get(object)) return malformed();
   for (auto member : object) {
     ondemand::field next;
-    if (member.get(next)) return malformed();
+    if (std::move(member).get(next)) return malformed();
     if (Status status = skipNext(next.value(), context)) return status;
   }
   return nullptr;
@@ -255,7 +256,8 @@ Status decodeScalar(const Located& located, T& out, Context& context) {
     const auto value = integerValue(located.text);
     using Limits = std::numeric_limits<T>;
     const auto most = static_cast<std::uint64_t>(Limits::max());
-    const bool fits = value && (value->negative ? value->magnitude <= (std::is_signed_v<T> ? most + 1 : 0) : value->magnitude <= most);
+    const bool fits = value && (value->negative ? value->magnitude <= (std::is_signed_v<T> ? most + 1 : 0)
+                                                : value->magnitude <= most);
     if (!fits)
       return failed(DecodingFailure::Kind::dataCorrupted, "Parsed JSON number <" + std::string(located.text) +
                                                               "> does not fit in " + std::string(swiftName<T>()) + ".");
@@ -264,8 +266,7 @@ Status decodeScalar(const Located& located, T& out, Context& context) {
   } else if constexpr (std::same_as<T, Date>) {
     if (Status status = requireKind(located, ValueKind::string, "Date")) return status;
     const auto date = parseISO8601(located.text);
-    if (!date)
-      return failed(DecodingFailure::Kind::dataCorrupted, "Expected date string to be ISO8601-formatted.");
+    if (!date) return failed(DecodingFailure::Kind::dataCorrupted, "Expected date string to be ISO8601-formatted.");
     out = *date;
     return nullptr;
   } else if constexpr (std::is_enum_v<T>) {
@@ -274,7 +275,8 @@ Status decodeScalar(const Located& located, T& out, Context& context) {
     const auto found = std::ranges::find(cases, located.text);
     if (found == cases.end())
       return failed(DecodingFailure::Kind::dataCorrupted, "Cannot initialize " + std::string(JSONEnumeration<T>::name) +
-                                                              " from invalid String value " + std::string(located.text));
+                                                              " from invalid String value " +
+                                                              std::string(located.text));
     out = static_cast<T>(found - cases.begin());
     return nullptr;
   } else if constexpr (std::same_as<T, std::string_view>) {
@@ -314,7 +316,7 @@ Status decodeList(ondemand::array array, std::vector<Element>& out, Context& con
   std::size_t index = 0;
   for (auto element : array) {
     ondemand::value value;
-    if (element.get(value)) return malformed();
+    if (std::move(element).get(value)) return malformed();
     if (Status status = decodeElement(value, out.emplace_back(), context))
       return under(std::to_string(index), std::move(status));
     ++index;
@@ -327,7 +329,7 @@ Status decodeMap(ondemand::object object, std::map<std::string, Value>& out, Con
   for (auto member : object) {
     ondemand::field next;
     std::string_view key;
-    if (member.get(next) || next.unescaped_key().get(key)) return malformed();
+    if (std::move(member).get(next) || next.unescaped_key().get(key)) return malformed();
     std::string ownKey(key);
     Value value{};
     if (Status status = decodeElement(next.value(), value, context)) return under(ownKey, std::move(status));
@@ -411,7 +413,7 @@ constexpr auto keysOf() {
 }
 
 template <class Member, class Record>
-Status decodeSlotValue(std::string_view key, Slot& slot, Member Record::*member, Record& out, Context& context) {
+Status decodeSlotValue(std::string_view key, Slot& slot, Member Record::* member, Record& out, Context& context) {
   if constexpr (isOptional<Member>) {
     if constexpr (isComposite<Member>) {
       return under(key, std::move(slot.problem));
@@ -450,8 +452,8 @@ Status finishItem(const CodedFieldWithDefault<Record, Member, Default>& item, Sl
   return decodeSlotValue(item.key, slot, item.member, out, context);
 }
 
-/// Decodes a composite member where it is met, or steps over what a scalar member will be decoded from. Only a malformed
-/// document is an error here: every other one waits in the slot for its turn.
+/// Decodes a composite member where it is met, or steps over what a scalar member will be decoded from. Only a
+/// malformed document is an error here: every other one waits in the slot for its turn.
 template <CodedRecord Record>
 Status meetValue(ondemand::value& value, std::size_t index, Slot& slot, Record& out, Context& context) {
   bool isDecoded = false;
@@ -462,7 +464,8 @@ Status meetValue(ondemand::value& value, std::size_t index, Slot& slot, Record& 
     if constexpr (isComposite<Member>) {
       isDecoded = true;
       if constexpr (isOptional<Member>) {
-        if (!isAbsentOrNull(slot.located)) slot.problem = decodeComposite(value, slot.located, (out.*item.member).emplace(), context);
+        if (!isAbsentOrNull(slot.located))
+          slot.problem = decodeComposite(value, slot.located, (out.*item.member).emplace(), context);
       } else {
         slot.problem = decodeComposite(value, slot.located, out.*item.member, context);
       }
@@ -479,7 +482,7 @@ Status decodeRecord(ondemand::object& object, Record& out, Context& context) {
   std::size_t expected = 0;
   for (auto member : object) {
     ondemand::field next;
-    if (member.get(next)) return malformed();
+    if (std::move(member).get(next)) return malformed();
     std::size_t index = kNoSlot;
     if (Status status = findField(next, kKeys, expected, index)) return status;
     Located located;
@@ -520,7 +523,8 @@ Status visitDocument(std::string_view text, Visit&& visit) {
   if (type == ondemand::json_type::number) return mismatch("Dictionary<String, Any>", ValueKind::number);
   if (type == ondemand::json_type::string) return mismatch("Dictionary<String, Any>", ValueKind::string);
   if (type == ondemand::json_type::boolean) return mismatch("Dictionary<String, Any>", ValueKind::boolean);
-  if (type == ondemand::json_type::null) return requireKind({ValueKind::null, false, "null"}, ValueKind::object, "Dictionary<String, Any>");
+  if (type == ondemand::json_type::null)
+    return requireKind({ValueKind::null, false, "null"}, ValueKind::object, "Dictionary<String, Any>");
   ondemand::value value;
   if (document.get_value().get(value)) return malformed();
   const Located located{type == ondemand::json_type::array ? ValueKind::array : ValueKind::object, false, {}};
