@@ -12,7 +12,8 @@ namespace tovrin {
 std::string base64Encode(std::string_view bytes);
 
 /// Decodes as `Data(base64Encoded:)` does with no options: only the standard alphabet, no white space; "=" beyond the
-/// needed padding is ignored. Nothing when the text is not base64.
+/// needed padding is ignored, and so are unused bits of the last digit. Four or more "=" alone give one zero byte.
+/// Nothing when the text is not base64.
 std::optional<std::string> base64Decode(std::string_view text);
 
 /// Lower-case hexadecimal, two digits per byte.

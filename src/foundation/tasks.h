@@ -2,26 +2,31 @@
 
 #include <functional>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <stop_token>
-#include <thread>
 
 namespace tovrin {
 
 /// The asynchronous operations of one owner, each on a thread of its own. Destroying the group asks every task that
-/// still runs to stop and waits for it, so a task may use whatever outlives the group.
+/// still runs to stop and waits for it, so a task may use whatever outlives the group. A task must not destroy the
+/// group that it belongs to. Threads of finished tasks are given back when the next task starts.
 class TaskGroup {
  public:
-  TaskGroup() = default;
+  TaskGroup();
   ~TaskGroup();
   TaskGroup(const TaskGroup&) = delete;
   TaskGroup& operator=(const TaskGroup&) = delete;
 
-  /// Starts `work`; it must not throw. The returned source stops this task alone.
+  /// Starts `work`; it must not throw. The returned source stops this task alone. When the system gives no thread or no
+  /// memory, `work` runs on the calling thread before this returns, so that it always runs exactly once: do not hold a
+  /// lock that the work takes.
   std::stop_source start(std::function<void(std::stop_token)> work);
 
  private:
   struct Task;
+  std::list<std::unique_ptr<Task>> takeFinished();
+
   std::mutex lock_;
   std::list<std::unique_ptr<Task>> tasks_;
 };

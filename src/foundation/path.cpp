@@ -1,0 +1,108 @@
+#include "foundation/path.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tovrin {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+bool isDots(std::string_view name) { return name == "." || name == ".."; }
+
+/// Whether no piece between the "/"s of `text` is empty, "." or "..".
+bool hasOnlyPlainPieces(std::string_view text) {
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find('/', start), text.size());
+    const std::string_view piece = text.substr(start, end - start);
+    if (piece.empty() || isDots(piece)) return false;
+    start = end + 1;
+  }
+  return true;
+}
+
+bool containsNUL(std::string_view text) { return text.find('\0') != std::string_view::npos; }
+
+std::string_view withoutTrailingSlashes(std::string_view path) {
+  return path.substr(0, path.find_last_not_of('/') + 1);
+}
+
+/// The UTF-8 forms of the marks that could make an extension look like another one.
+constexpr std::array kBidirectionalControls{
+    "\u061C"sv, "\u200E"sv, "\u200F"sv, "\u202A"sv, "\u202B"sv, "\u202C"sv,
+    "\u202D"sv, "\u202E"sv, "\u2066"sv, "\u2067"sv, "\u2068"sv, "\u2069"sv,
+};
+
+bool isValidExtension(std::string_view extension) {
+  if (extension.find(' ') != std::string_view::npos) return false;
+  return std::ranges::none_of(kBidirectionalControls, [extension](std::string_view control) {
+    return extension.find(control) != std::string_view::npos;
+  });
+}
+
+/// Takes the last component off `path`, a standardized path in the making that is no shorter than `root`.
+void removeLastComponent(std::string& path, std::size_t root) {
+  const std::size_t slash = path.rfind('/');
+  path.resize(slash == std::string::npos ? root : std::max(slash, root));
+}
+
+}  // namespace
+
+bool isCanonicalAbsolutePath(std::string_view path) {
+  if (!path.starts_with('/') || containsNUL(path)) return false;
+  return path.size() == 1 || hasOnlyPlainPieces(path.substr(1));
+}
+
+bool isSafeRelativeObjectKey(std::string_view key) { return hasOnlyPlainPieces(key) && !containsNUL(key); }
+
+std::string standardizedPath(std::string_view path) {
+  if (isCanonicalAbsolutePath(path)) return std::string(path);
+
+  const std::size_t root = path.starts_with('/') ? 1 : 0;
+  std::string result(path.substr(0, root));
+  result.reserve(path.size());
+  for (std::size_t start = root; start < path.size();) {
+    const std::size_t end = std::min(path.find('/', start), path.size());
+    const std::string_view piece = path.substr(start, end - start);
+    start = end + 1;
+    if (piece.empty() || piece == ".") continue;
+    if (piece == "..") {
+      const bool nothingToRemove = result.size() == root;
+      if (nothingToRemove && root == 1) continue;
+      if (!nothingToRemove && lastPathComponent(result) != "..") {
+        removeLastComponent(result, root);
+        continue;
+      }
+    }
+    if (result.size() > root) result += '/';
+    result += piece;
+  }
+  return result;
+}
+
+std::string_view lastPathComponent(std::string_view path) {
+  const std::string_view trimmed = withoutTrailingSlashes(path);
+  if (trimmed.empty()) return path.substr(0, 1);
+  return trimmed.substr(trimmed.rfind('/') + 1);
+}
+
+std::string_view deletingLastPathComponent(std::string_view path) {
+  const std::string_view trimmed = withoutTrailingSlashes(path);
+  if (trimmed.empty()) return path.substr(0, 1);
+  const std::size_t slash = trimmed.rfind('/');
+  if (slash == std::string_view::npos) return {};
+  const std::string_view parent = withoutTrailingSlashes(trimmed.substr(0, slash));
+  return parent.empty() ? path.substr(0, 1) : parent;
+}
+
+std::string_view pathExtension(std::string_view path) {
+  const std::string_view name = lastPathComponent(path);
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0) return {};
+  if (isDots(name.substr(0, dot))) return {};
+  const std::string_view extension = name.substr(dot + 1);
+  return isValidExtension(extension) ? extension : std::string_view();
+}
+
+}  // namespace tovrin
