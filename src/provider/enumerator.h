@@ -12,7 +12,9 @@ namespace tovrin {
 /// Lists one container, in one batch, and tells changes by one fingerprint of all visible Warps. Keeps no state.
 class TovrinFileProviderEnumerator final : public NSFileProviderEnumerator {
  public:
-  TovrinFileProviderEnumerator(NSFileProviderItemIdentifier containerItemIdentifier, std::shared_ptr<TovrinFileProviderTree> tree)
+  TovrinFileProviderEnumerator() = delete;
+  TovrinFileProviderEnumerator(NSFileProviderItemIdentifier containerItemIdentifier,
+                               std::shared_ptr<TovrinFileProviderTree> tree)
       : containerItemIdentifier_(std::move(containerItemIdentifier)), tree_(std::move(tree)) {}
 
   void invalidate() override {}
@@ -21,6 +23,9 @@ class TovrinFileProviderEnumerator final : public NSFileProviderEnumerator {
   void currentSyncAnchor(const std::function<void(const NSFileProviderSyncAnchor&)>& completion) override;
 
  private:
+  std::vector<SharedItem> currentItems() const;
+  NSFileProviderSyncAnchor anchorNow() const;
+
   NSFileProviderItemIdentifier containerItemIdentifier_;
   std::shared_ptr<TovrinFileProviderTree> tree_;
 };

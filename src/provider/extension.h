@@ -13,10 +13,11 @@
 
 namespace tovrin {
 
-/// The extension: item lookup and enumeration on the caller's thread, fetches and edits each as a task. One instance per
-/// domain. Nothing is read at construction. Destroying it cancels what still runs and waits for it.
+/// The extension: item lookup and enumeration on the caller's thread, fetches and edits each as a task. One instance
+/// per domain. Nothing is read at construction. Destroying it cancels what still runs and waits for it.
 class TovrinFileProviderExtension final : public NSFileProviderReplicatedExtension {
  public:
+  TovrinFileProviderExtension() = delete;
   /// The services in `platform` outlive the extension.
   TovrinFileProviderExtension(NSFileProviderDomain domain, const Platform& platform);
   ~TovrinFileProviderExtension() override;
@@ -27,14 +28,15 @@ class TovrinFileProviderExtension final : public NSFileProviderReplicatedExtensi
   std::unique_ptr<NSFileProviderEnumerator> enumeratorForContainerItemIdentifier(
       const NSFileProviderItemIdentifier& containerItemIdentifier) override;
   std::shared_ptr<NSProgress> fetchContentsForItemWithIdentifier(
-      const NSFileProviderItemIdentifier& itemIdentifier, const std::optional<NSFileProviderItemVersion>& requestedVersion,
-      FetchCompletion completion) override;
+      const NSFileProviderItemIdentifier& itemIdentifier,
+      const std::optional<NSFileProviderItemVersion>& requestedVersion, FetchCompletion completion) override;
   std::shared_ptr<NSProgress> createItemBasedOnTemplate(const NSFileProviderItem& itemTemplate,
                                                         NSFileProviderItemFields fields,
                                                         const std::optional<std::filesystem::path>& contents,
                                                         ModifyCompletion completion) override;
   std::shared_ptr<NSProgress> modifyItem(const std::shared_ptr<const NSFileProviderItem>& item,
-                                         const NSFileProviderItemVersion& baseVersion, NSFileProviderItemFields changedFields,
+                                         const NSFileProviderItemVersion& baseVersion,
+                                         NSFileProviderItemFields changedFields,
                                          const std::optional<std::filesystem::path>& contents,
                                          ModifyCompletion completion) override;
   std::shared_ptr<NSProgress> deleteItemWithIdentifier(const NSFileProviderItemIdentifier& identifier,

@@ -9,8 +9,8 @@
 
 namespace tovrin {
 
-/// What an item's identifier names. The Warp and the path are written into the text itself, so an item can be built again
-/// from its identifier without any other state.
+/// What an item's identifier names. The Warp and the path are written into the text itself, so an item can be built
+/// again from its identifier without any other state.
 struct TovrinFileProviderIdentifier {
   struct AbsoluteDirectory {
     std::string path;

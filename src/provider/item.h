@@ -36,6 +36,8 @@ class TovrinFileProviderItem final : public NSFileProviderItem {
     std::optional<std::string> warpID;  ///< on Warp folders and entries
     SharedEntry entry;                  ///< on entries; keeps its manifest alive
   };
+  TovrinFileProviderItem() = delete;
+  /// An entry's item needs the journal; for the folders it may be null.
   TovrinFileProviderItem(Fields fields, std::shared_ptr<CachedItemsJournal> journal)
       : fields_(std::move(fields)), journal_(std::move(journal)) {}
 
@@ -66,6 +68,7 @@ class TovrinFileProviderItem final : public NSFileProviderItem {
 
 /// The item of an identifier, or null when there is none.
 SharedItem makeItem(const NSFileProviderItemIdentifier& identifier, TovrinFileProviderTree& tree);
-SharedItem makeEntryItem(const TovrinWarpSharedEntry& entry, const SharedManifest& manifest, TovrinFileProviderTree& tree);
+SharedItem makeEntryItem(const TovrinWarpSharedEntry& entry, const SharedManifest& manifest,
+                         TovrinFileProviderTree& tree);
 
 }  // namespace tovrin

@@ -20,10 +20,12 @@ using NSFileProviderItemIdentifier = std::string;
 using NSFileProviderPage = std::string;        ///< bytes
 using NSFileProviderSyncAnchor = std::string;  ///< bytes
 
-inline constexpr std::string_view NSFileProviderRootContainerItemIdentifier = "NSFileProviderRootContainerItemIdentifier";
+inline constexpr std::string_view NSFileProviderRootContainerItemIdentifier =
+    "NSFileProviderRootContainerItemIdentifier";
 inline constexpr std::string_view NSFileProviderWorkingSetContainerItemIdentifier =
     "NSFileProviderWorkingSetContainerItemIdentifier";
-inline constexpr std::string_view NSFileProviderTrashContainerItemIdentifier = "NSFileProviderTrashContainerItemIdentifier";
+inline constexpr std::string_view NSFileProviderTrashContainerItemIdentifier =
+    "NSFileProviderTrashContainerItemIdentifier";
 
 struct NSFileProviderDomain {
   std::string identifier;
@@ -89,9 +91,9 @@ class NSFileProviderEnumerator {
   virtual void currentSyncAnchor(const std::function<void(const NSFileProviderSyncAnchor&)>& completion) = 0;
 };
 
-/// The extension as the system sees it. Every operation may be called from any thread. Those that are asynchronous return
-/// their progress at once and call their completion handler exactly once, on a thread of the extension; cancelling the
-/// progress ends them early with NSCocoaErrorDomain 3072.
+/// The extension as the system sees it. Every operation may be called from any thread. Those that are asynchronous
+/// return their progress at once and call their completion handler exactly once, on a thread of the extension;
+/// cancelling the progress ends them early with NSCocoaErrorDomain 3072.
 class NSFileProviderReplicatedExtension {
  public:
   virtual ~NSFileProviderReplicatedExtension() = default;
@@ -115,8 +117,8 @@ class NSFileProviderReplicatedExtension {
 
   /// The delivered file belongs to the caller.
   virtual std::shared_ptr<NSProgress> fetchContentsForItemWithIdentifier(
-      const NSFileProviderItemIdentifier& itemIdentifier, const std::optional<NSFileProviderItemVersion>& requestedVersion,
-      FetchCompletion completion) = 0;
+      const NSFileProviderItemIdentifier& itemIdentifier,
+      const std::optional<NSFileProviderItemVersion>& requestedVersion, FetchCompletion completion) = 0;
 
   virtual std::shared_ptr<NSProgress> createItemBasedOnTemplate(const NSFileProviderItem& itemTemplate,
                                                                 NSFileProviderItemFields fields,
