@@ -22,8 +22,11 @@ struct FetchContext {
 };
 
 /// Rebuilds the file of an entry and delivers it with its item. Refuses anything but a file or a symbolic link at once,
-/// without a trace in the shared files; otherwise works as one task and publishes its state as it goes.
-std::shared_ptr<NSProgress> fetchContents(const FetchContext& context, const NSFileProviderItemIdentifier& itemIdentifier,
+/// without a trace in the shared files; otherwise works as one task and publishes its state as it goes. The completion
+/// is called exactly once, whatever happens, and must not throw. Cancelling the returned progress stops the task, which
+/// then completes with NSCocoaErrorDomain 3072 unless the file was already rebuilt.
+std::shared_ptr<NSProgress> fetchContents(const FetchContext& context,
+                                          const NSFileProviderItemIdentifier& itemIdentifier,
                                           NSFileProviderReplicatedExtension::FetchCompletion completion);
 
 }  // namespace tovrin

@@ -76,6 +76,9 @@ class [[nodiscard]] FileHandle {
   static Result<FileHandle> forWriting(const std::filesystem::path& path);
   /// Makes an empty file, replacing one that is there. Fails with NSCocoaErrorDomain 512 or a more precise write error.
   static Result<FileHandle> create(const std::filesystem::path& path);
+  /// Makes an empty file that only this user may read and write. What is there already, a link too, is left alone and
+  /// NSCocoaErrorDomain 516: for directories that others can write to.
+  static Result<FileHandle> createExclusively(const std::filesystem::path& path);
 
   FileHandle(FileHandle&& other) noexcept;
   FileHandle& operator=(FileHandle&& other) noexcept;

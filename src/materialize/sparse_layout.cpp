@@ -1,0 +1,44 @@
+#include "materialize/sparse_layout.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tovrin {
+namespace {
+
+constexpr std::int64_t kExtentChunkBytes = 262144;
+
+}  // namespace
+
+Result<void> copyExactly(std::int64_t count, FileHandle& from, FileHandle& to, std::stop_token stop) {
+  while (count > 0) {
+    if (stop.stop_requested()) return failure(NSError::cocoa(CocoaErrorCode::userCancelled));
+    TOVRIN_TRY(const std::int64_t copied, copyBytes(from, to, std::min(count, kExtentChunkBytes)));
+    if (copied == 0) return failure(NSError::cocoa(CocoaErrorCode::fileReadCorruptFile));
+    count -= copied;
+  }
+  return {};
+}
+
+Result<void> writeSparseFile(const std::filesystem::path& source, const std::filesystem::path& destination,
+                             std::int64_t size, std::span<const TovrinWarpSharedSparseExtent> extents,
+                             std::stop_token stop) {
+  TOVRIN_TRY(FileHandle to, FileHandle::create(destination));
+  TOVRIN_TRY(FileHandle from, FileHandle::forReading(source));
+  TOVRIN_CHECK(to.truncate(size));
+  for (const TovrinWarpSharedSparseExtent& extent : extents) {
+    if (extent.length < 1) continue;
+    TOVRIN_CHECK(from.seek(extent.storedOffset));
+    TOVRIN_CHECK(to.seek(extent.logicalOffset));
+    TOVRIN_CHECK(copyExactly(extent.length, from, to, stop));
+  }
+  return to.close();
+}
+
+std::int64_t storedEnd(std::span<const TovrinWarpSharedSparseExtent> extents) {
+  std::int64_t end = 0;
+  for (const TovrinWarpSharedSparseExtent& extent : extents) end = std::max(end, extent.storedOffset + extent.length);
+  return end;
+}
+
+}  // namespace tovrin

@@ -1,0 +1,18 @@
+#include "materialize/symbolic_link.h"
+
+#include <string>
+
+#include "materialize/errors.h"
+#include "materialize/temporary_file.h"
+#include "platform/file_system.h"
+
+namespace tovrin {
+
+Result<void> makeSymlink(const std::filesystem::path& destination, std::optional<std::string_view> target) {
+  if (!target || target->empty()) return failure(notOnDemandError());
+  TOVRIN_CHECK(createDirectories(destination.parent_path()));
+  removeQuietly(destination);
+  return createSymbolicLink(destination, std::string(*target));
+}
+
+}  // namespace tovrin
