@@ -523,8 +523,10 @@ Status visitDocument(std::string_view text, Visit&& visit) {
   if (type == ondemand::json_type::number) return mismatch("Dictionary<String, Any>", ValueKind::number);
   if (type == ondemand::json_type::string) return mismatch("Dictionary<String, Any>", ValueKind::string);
   if (type == ondemand::json_type::boolean) return mismatch("Dictionary<String, Any>", ValueKind::boolean);
-  if (type == ondemand::json_type::null)
+  if (type == ondemand::json_type::null) {
+    if (!document.is_null()) return malformed();
     return requireKind({ValueKind::null, false, "null"}, ValueKind::object, "Dictionary<String, Any>");
+  }
   ondemand::value value;
   if (document.get_value().get(value)) return malformed();
   const Located located{type == ondemand::json_type::array ? ValueKind::array : ValueKind::object, false, {}};
