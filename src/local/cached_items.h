@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "foundation/date.h"
@@ -16,7 +15,8 @@
 
 namespace tovrin {
 
-/// One entry that was materialized here, and the edit of it that waits for upload. Identity: warpID + ":" + relativePath.
+/// One entry that was materialized here, and the edit of it that waits for upload. Identity: warpID + ":" +
+/// relativePath, compared by canonical equivalence.
 struct TovrinWarpSharedCachedItemRecord {
   std::string warpID;
   std::string relativePath;
@@ -42,8 +42,11 @@ struct TovrinWarpSharedCachedItemsState {
 
 std::string recordIdentity(std::string_view warpID, std::string_view relativePath);
 
-/// The journal of cached items, a file that the main application reads and changes too. Loads look at the file every time
-/// and decode it again only when it changed. Thread-safe; whoever changes it holds the cached-items lock from load to save.
+class CachedItemRecords;
+
+/// The journal of cached items, a file that the main application reads and changes too. Loads look at the file every
+/// time and decode it again only when it changed. Thread-safe; whoever changes it holds the cached-items lock from load
+/// to save.
 class CachedItemsJournal {
  public:
   explicit CachedItemsJournal(const Platform& platform) : platform_(platform) {}
@@ -52,25 +55,27 @@ class CachedItemsJournal {
   /// record is NSCocoaErrorDomain 259 for the whole file; no file is an empty list.
   Result<std::vector<TovrinWarpSharedCachedItemRecord>> load();
 
-  /// Caps at 20,000 records (protected ones first), writes atomically and durably, reads back and compares. On failure the
-  /// previous file stays.
-  Result<void> save(const std::vector<TovrinWarpSharedCachedItemRecord>& records);
+  /// What the file holds, too old records included, without a copy. Fails as `load` does.
+  Result<std::shared_ptr<const CachedItemRecords>> records();
+
+  /// Caps at 20,000 records (protected ones first), writes atomically and durably, reads back and compares. Dates lose
+  /// their fraction of a second. Records that would not read back as they are given are NSCocoaErrorDomain 512 and
+  /// leave the file untouched; on any other failure the file is the previous one, or, when only the reading back
+  /// failed, the new one.
+  Result<void> save(std::vector<TovrinWarpSharedCachedItemRecord> records);
 
   /// Takes the cached-items lock, loads, replaces every record of this identity by `change(the first of them, if any)`
   /// at the end of the list, and saves.
-  Result<void> replaceRecord(std::string_view warpID, std::string_view relativePath,
-                             const std::function<TovrinWarpSharedCachedItemRecord(
-                                 const TovrinWarpSharedCachedItemRecord* previous)>& change);
+  Result<void> replaceRecord(
+      std::string_view warpID, std::string_view relativePath,
+      const std::function<TovrinWarpSharedCachedItemRecord(const TovrinWarpSharedCachedItemRecord* previous)>& change);
 
   /// Whether a record of this item names a pending copy; false when the journal cannot be read. A hash probe, no lock.
   bool hasPendingWriteback(std::string_view warpID, std::string_view relativePath);
 
  private:
-  struct Decoded;
-  Result<std::shared_ptr<const Decoded>> decoded();
-
   Platform platform_;
-  DecodedFile<Decoded> file_;
+  DecodedFile<CachedItemRecords> file_;
 };
 
 }  // namespace tovrin

@@ -23,10 +23,11 @@ struct EditContext {
   TaskGroup& tasks;
 };
 
-/// Accepts new contents of a file entry: keeps a synced copy and journals it for upload, or drops it when the contents are
-/// the stored ones. Everything else is refused with the read-only error. When the completion reports success, the edit
-/// survives a crash at any later moment.
-std::shared_ptr<NSProgress> modifyItem(const EditContext& context, const std::shared_ptr<const NSFileProviderItem>& item,
+/// Accepts new contents of a file entry: keeps a synced copy and journals it for upload, or drops it when the contents
+/// are the stored ones. Everything else is refused with the read-only error. When the completion reports success, the
+/// edit survives a crash at any later moment.
+std::shared_ptr<NSProgress> modifyItem(const EditContext& context,
+                                       const std::shared_ptr<const NSFileProviderItem>& item,
                                        const std::optional<std::filesystem::path>& contents,
                                        NSFileProviderReplicatedExtension::ModifyCompletion completion);
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,21 +37,25 @@ class FinderBadges {
   explicit FinderBadges(const Platform& platform) : platform_(platform) {}
 
   /// Merges into the shared file and posts the notification after a successful write. A path both cleared and given a
-  /// state ends with the state. Paths are standardized.
+  /// state ends with the state. Paths are standardized, and the same path when they are canonically equivalent.
   void publish(const std::map<std::string, TovrinWarpSharedFinderBadgeState>& states,
                const std::vector<std::string>& clearPaths);
 
-  /// Keeps the user's tags in their order, drops the system's own, and puts `state`'s tag with its colour last; the label
-  /// takes that colour. A missing file is no error.
+  /// Keeps the user's tags in their order, drops the system's own, and puts `state`'s tag with its colour last; the
+  /// label takes that colour. A missing file is no error.
   void tag(const std::filesystem::path& file, TovrinWarpSharedFinderBadgeState state, LinkPolicy links);
 
  private:
+  bool mergeIntoFile(const std::map<std::string, TovrinWarpSharedFinderBadgeState>& states,
+                     const std::vector<std::string>& clearPaths);
+
   Platform platform_;
-  std::mutex publishLock_;
+  std::mutex publishLock_;  ///< from reading the old file to writing the new one
   DecodedFile<TovrinWarpSharedFinderBadgeUpdate> file_;
 };
 
-/// Writes the tags attribute when it differs, then the label colour that the tags carry (the last one that carries one).
+/// Writes the tags attribute when it differs, then the label colour that the tags carry (the last one that carries
+/// one).
 void applyFinderTags(const std::vector<std::string>& tagNames, const std::filesystem::path& file, LinkPolicy links);
 /// Colour 0 to 7 (others are clamped) into bits 1 to 3 of byte 9 of FinderInfo; everything else stays.
 void setLabelColour(const std::filesystem::path& file, int colour, LinkPolicy links);

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+/// What differs between deployments; set by the build.
+namespace tovrin {
+
+#ifndef TOVRIN_APPLICATION_BUNDLE_IDENTIFIER
+#define TOVRIN_APPLICATION_BUNDLE_IDENTIFIER "com.tovrin.app"
+#endif
+/// The main application's bundle identifier; names of notifications begin with it.
+inline constexpr std::string_view kApplicationBundleIdentifier = TOVRIN_APPLICATION_BUNDLE_IDENTIFIER;
+
+}  // namespace tovrin
