@@ -14,10 +14,10 @@
 namespace tovrin {
 
 struct PartSpec {
-  std::string key;
+  std::string key{};
   std::int64_t offset = 0;
   std::int64_t size = 0;
-  std::optional<std::string> payloadNamespace;
+  std::optional<std::string> payloadNamespace{};
 };
 
 struct ExtentSpec {
@@ -27,42 +27,42 @@ struct ExtentSpec {
 };
 
 struct EntrySpec {
-  std::string path;
+  std::string path{};
   std::string kind = "file";
   std::int64_t size = 0;
-  std::optional<std::string> displayName;
-  std::optional<std::int64_t> modificationTimeNanoseconds;
-  std::optional<std::int64_t> birthTimeNanoseconds;
-  std::optional<std::uint16_t> posixPermissions;
-  std::optional<std::string> symlinkTarget;
-  std::optional<std::string> payloadKey;
-  std::vector<PartSpec> payloadParts;
-  std::optional<std::string> uploadStrategy;
-  std::optional<std::string> contentChecksumSHA256;
-  std::optional<std::string> payloadEncoding;
-  std::optional<std::int64_t> storedSize;
-  std::vector<ExtentSpec> sparseExtents;
-  std::optional<std::string> hardLinkPrimaryPath;
-  std::string rawMembers;  ///< JSON members added as they stand, such as `"bsdFlags":1`
+  std::optional<std::string> displayName{};
+  std::optional<std::int64_t> modificationTimeNanoseconds{};
+  std::optional<std::int64_t> birthTimeNanoseconds{};
+  std::optional<std::uint16_t> posixPermissions{};
+  std::optional<std::string> symlinkTarget{};
+  std::optional<std::string> payloadKey{};
+  std::vector<PartSpec> payloadParts{};
+  std::optional<std::string> uploadStrategy{};
+  std::optional<std::string> contentChecksumSHA256{};
+  std::optional<std::string> payloadEncoding{};
+  std::optional<std::int64_t> storedSize{};
+  std::vector<ExtentSpec> sparseExtents{};
+  std::optional<std::string> hardLinkPrimaryPath{};
+  std::string rawMembers{};  ///< JSON members added as they stand, such as `"bsdFlags":1`
 };
 
 struct ManifestSpec {
   std::string warpID = "W1";
   std::string deviceID = "device-1";
-  std::optional<std::string> manifestKey;  ///< "manifests/<warpID>.json" when not set
+  std::optional<std::string> manifestKey{};  ///< "manifests/<warpID>.json" when not set
   std::string originalFolderPath = "/Users/ann/Photos";
-  std::optional<std::string> displayName;
+  std::optional<std::string> displayName{};
   std::string createdAt = "2025-03-01T12:00:00Z";
-  std::optional<std::string> uploadedAt;
-  std::optional<std::string> replacedAt;
+  std::optional<std::string> uploadedAt{};
+  std::optional<std::string> replacedAt{};
   std::string status = "replaced";
-  std::vector<EntrySpec> entries;
-  std::string rawMembers;  ///< as for an entry
+  std::vector<EntrySpec> entries{};
+  std::string rawMembers{};  ///< as for an entry
 };
 
 struct TombstoneSpec {
-  std::string warpID;
-  std::string manifestKey;
+  std::string warpID{};
+  std::string manifestKey{};
   std::string originalFolderPath = "/Users/ann/Photos";
   std::string destroyedAt = "2025-03-02T12:00:00Z";
 };
