@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include "foundation/result.h"
@@ -22,5 +23,9 @@ class Directories {
   /// The system's directory for temporary files.
   virtual std::filesystem::path temporaryDirectory() const = 0;
 };
+
+/// The directories of this user, from the environment at the moment of the call. `appGroupContainer` is what the user
+/// named as the container shared with the main application; a relative path counts from the working directory.
+std::unique_ptr<Directories> makeDirectories(std::optional<std::filesystem::path> appGroupContainer = {});
 
 }  // namespace tovrin

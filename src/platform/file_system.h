@@ -45,13 +45,15 @@ struct FileContents {
   std::string bytes;
   FileIdentity identity;  ///< of the descriptor that was read, taken before the first byte
 };
+/// Regular files only: a pipe in the place of a file fails instead of blocking.
 Result<FileContents> readWholeFile(const std::filesystem::path& path);
 
 /// `durable`: file and directory are synced, so that the file survives a crash of the machine.
 enum class Durability { ordinary, durable };
 
-/// Writes a temporary file in the same directory, then renames it over `path`; keeps an existing file's mode. On failure
-/// the previous file stays as it was and the temporary file is gone. Returns the identity of the new file.
+/// Writes a temporary file in the same directory, then renames it over `path`; keeps an existing file's mode. On
+/// failure the previous file stays as it was and the temporary file is gone; only a folder that cannot be synced is
+/// found out too late for that. A link at `path` is replaced. Returns the identity of the new file.
 Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                          Durability durability = Durability::ordinary);
 
@@ -59,9 +61,11 @@ Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std:
 Result<void> createDirectories(const std::filesystem::path& path);
 /// Removes a file, a link or a whole directory.
 Result<void> removeItem(const std::filesystem::path& path);
+/// `to` must not exist. A regular file may move to another file system; it is copied there, then removed here.
 Result<void> moveItem(const std::filesystem::path& from, const std::filesystem::path& to);
 /// Copies a regular file's contents, sharing blocks where the file system can. `to` must not exist; on failure nothing
-/// is left there. Follows a link at `from`.
+/// is left there. Follows a link at `from`. Permission bits (less umask) and holes are kept, times and attributes are
+/// not.
 Result<void> copyItem(const std::filesystem::path& from, const std::filesystem::path& to,
                       Durability durability = Durability::ordinary);
 Result<void> createSymbolicLink(const std::filesystem::path& path, const std::string& target);
@@ -74,7 +78,8 @@ class [[nodiscard]] FileHandle {
   static Result<FileHandle> forReading(const std::filesystem::path& path);
   /// The file must exist.
   static Result<FileHandle> forWriting(const std::filesystem::path& path);
-  /// Makes an empty file, replacing one that is there. Fails with NSCocoaErrorDomain 512 or a more precise write error.
+  /// Makes an empty file that can be written and read, replacing one that is there. Fails with NSCocoaErrorDomain 512
+  /// or a more precise write error.
   static Result<FileHandle> create(const std::filesystem::path& path);
   /// Makes an empty file that only this user may read and write. What is there already, a link too, is left alone and
   /// NSCocoaErrorDomain 516: for directories that others can write to.
@@ -101,8 +106,8 @@ class [[nodiscard]] FileHandle {
   int descriptor_ = -1;
 };
 
-/// Copies up to `count` bytes from the one handle's position to the other's, inside the kernel where it can. Returns the
-/// number copied: fewer only when `from` ends first.
+/// Copies up to `count` bytes from the one handle's position to the other's, inside the kernel where it can. Returns
+/// the number copied: fewer only when `from` ends first.
 Result<std::int64_t> copyBytes(FileHandle& from, FileHandle& to, std::int64_t count);
 
 }  // namespace tovrin

@@ -18,7 +18,8 @@ class SHA256 {
   SHA256& operator=(SHA256&&) noexcept;
 
   void update(std::span<const std::byte> bytes);
-  /// 64 lower-case hexadecimal digits. The object must not be used afterwards.
+  /// 64 lower-case hexadecimal digits; empty, and so equal to no checksum, when the system's cryptography gave no
+  /// memory. The object must not be used afterwards.
   std::string finalizeHex();
 
  private:

@@ -1,0 +1,48 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+
+#include "platform/file_system.h"
+#include "platform/linux/file_error.h"
+
+namespace tovrin {
+
+namespace {
+
+std::int64_t nanoseconds(const statx_timestamp& time) {
+  return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
+}
+
+FileType fileType(unsigned mode) {
+  if (S_ISREG(mode)) return FileType::regular;
+  if (S_ISDIR(mode)) return FileType::directory;
+  if (S_ISLNK(mode)) return FileType::symbolicLink;
+  return FileType::other;
+}
+
+}  // namespace
+
+Result<FileAttributes> fileAttributes(const std::filesystem::path& path) {
+  struct statx status;
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+    return failure(fileError(errno, FileOperation::read, path));
+  }
+  FileAttributes attributes;
+  attributes.type = fileType(status.stx_mode);
+  attributes.identity = {.device = makedev(status.stx_dev_major, status.stx_dev_minor),
+                         .inode = status.stx_ino,
+                         .size = static_cast<std::int64_t>(status.stx_size),
+                         .modificationTimeNanoseconds = nanoseconds(status.stx_mtime),
+                         .statusChangeTimeNanoseconds = nanoseconds(status.stx_ctime)};
+  if ((status.stx_mask & STATX_BTIME) != 0) attributes.birthTimeNanoseconds = nanoseconds(status.stx_btime);
+  return attributes;
+}
+
+bool fileExists(const std::filesystem::path& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}
+
+}  // namespace tovrin

@@ -1,0 +1,119 @@
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <optional>
+#include <stdexcept>
+
+#include "foundation/uuid.h"
+#include "platform/file_system.h"
+#include "platform/linux/file_descriptor.h"
+
+namespace tovrin {
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kPermissionBits = 07777;
+
+/// Appends to `bytes` until it holds `length` bytes or the file ends; 0 or an errno.
+int readUpTo(int descriptor, std::string& bytes, std::size_t length) {
+  int error = 0;
+  const std::size_t start = bytes.size();
+  bytes.resize_and_overwrite(length, [&](char* data, std::size_t room) {
+    std::size_t filled = start;
+    while (filled < room) {
+      const ssize_t count = ::read(descriptor, data + filled, room - filled);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) error = errno;
+      if (count <= 0) break;
+      filled += static_cast<std::size_t>(count);
+    }
+    return filled;
+  });
+  return error;
+}
+
+Result<FileContents> readOpenFile(const FileDescriptor& file, const std::filesystem::path& path) {
+  struct stat status;
+  if (fstat(file.get(), &status) != 0) return failure(fileError(errno, FileOperation::read, path));
+  if (!S_ISREG(status.st_mode)) return failure(fileError(EINVAL, FileOperation::read, path));
+
+  FileContents contents{.bytes = {}, .identity = fileIdentity(status)};
+  // More than the file's size, so that its end shows without another round; files of /proc claim to be empty.
+  std::size_t length = static_cast<std::size_t>(status.st_size) + 1024;
+  for (;;) {
+    const int error = readUpTo(file.get(), contents.bytes, length);
+    if (error != 0) return failure(fileError(error, FileOperation::read, path));
+    if (contents.bytes.size() < length) return contents;
+    length *= 2;
+  }
+}
+
+std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return status.st_mode & kPermissionBits;
+}
+
+/// Some file systems report a failed write only when a descriptor of the file is closed; any will do.
+int closeErrorOfWrites(int descriptor) {
+  const int duplicate = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return duplicate < 0 ? errno : closeDescriptor(duplicate);
+}
+
+int fillAndRename(const FileDescriptor& file, const std::filesystem::path& temporary, const std::filesystem::path& path,
+                  std::optional<mode_t> oldMode, std::string_view bytes, Durability durability) {
+  if (const int error = writeAll(file.get(), bytes); error != 0) return error;
+  // A file system without modes refuses; the file then keeps the narrow mode that it was made with.
+  if (oldMode) std::ignore = fchmod(file.get(), *oldMode);
+  if (durability == Durability::durable) {
+    if (const int error = synchronizeDescriptor(file.get()); error != 0) return error;
+  }
+  if (const int error = closeErrorOfWrites(file.get()); error != 0) return error;
+  return ::rename(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+Result<FileContents> readWholeFile(const std::filesystem::path& path) {
+  // A pipe in the place of a file must not block the open.
+  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.isOpen()) return failure(fileError(errno, FileOperation::read, path));
+  try {
+    return readOpenFile(file, path);
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {  // a sparse file can claim a size that no text can have
+  }
+  return failure(fileError(ENOMEM, FileOperation::read, path));
+}
+
+Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                         Durability durability) {
+  const std::optional<mode_t> oldMode = modeOfRegularFile(path);
+  const std::filesystem::path temporary = path.parent_path() / ("." + makeUUIDString() + ".partial");
+  const mode_t mode = oldMode ? *oldMode & 0600 : kNewFileMode;
+  const FileDescriptor file = FileDescriptor::open(temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
+  if (!file.isOpen()) return failure(fileError(errno, FileOperation::create, path));
+
+  if (const int error = fillAndRename(file, temporary, path, oldMode, bytes, durability); error != 0) {
+    ::unlink(temporary.c_str());
+    return failure(fileError(error, FileOperation::create, path));
+  }
+  if (durability == Durability::durable) {
+    if (const int error = synchronizeFolderOf(path); error != 0) {
+      return failure(fileError(error, FileOperation::create, path));
+    }
+  }
+  // Of the descriptor: by its name the file may be another process's already. Not earlier: the rename changed its
+  // ctime.
+  struct stat status;
+  if (fstat(file.get(), &status) != 0) return failure(fileError(errno, FileOperation::create, path));
+  return fileIdentity(status);
+}
+
+}  // namespace tovrin
