@@ -11,6 +11,7 @@ namespace tovrin {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kPrivateFileMode = 0600;
 
 Result<void> resultOf(int errnoValue) {
   if (errnoValue != 0) return failure(fileError(errnoValue, FileOperation::update));
@@ -39,6 +40,12 @@ Result<FileHandle> FileHandle::create(const std::filesystem::path& path) {
     if (errno != EEXIST) return failure(fileError(errno, FileOperation::create, path));
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) return failure(fileError(errno, FileOperation::create, path));
   }
+}
+
+Result<FileHandle> FileHandle::createExclusively(const std::filesystem::path& path) {
+  FileDescriptor file = FileDescriptor::open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivateFileMode);
+  if (!file.isOpen()) return failure(fileError(errno, FileOperation::create, path));
+  return FileHandle(file.release());
 }
 
 FileHandle::FileHandle(FileHandle&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
