@@ -4,14 +4,13 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tovrin-worker/fault.h"
 #include "tovrin-worker/loopback_worker.h"
+#include "tovrin-worker/password_file.h"
 
 namespace {
 
@@ -43,24 +42,11 @@ std::optional<std::uint16_t> parseLoopbackPort(std::string_view listen) {
   return port;
 }
 
-/// From the file's first line, or from the environment. Never from the command line, which every user of the machine
-/// sees.
-std::optional<std::string> readPassword(const std::string& file) {
-  if (file.empty()) {
-    const char* value = std::getenv("TOVRIN_WORKER_PASSWORD");
-    return value ? std::optional<std::string>(value) : std::nullopt;
-  }
-  std::ifstream stream(file);
-  std::string password;
-  if (!std::getline(stream, password) && !stream.eof()) return std::nullopt;
-  return stream.bad() || !stream.is_open() ? std::nullopt : std::optional(password);
-}
-
 int run(const Words& words) {
   const auto port = parseLoopbackPort(words.listen);
   if (!port) return fail(kWrongWords, fmt::format("\"{}\" is not 127.0.0.1:PORT", words.listen));
-  const auto password = readPassword(words.passwordFile);
-  if (!password) return fail(kFailed, "no password: give --password-file or set TOVRIN_WORKER_PASSWORD");
+  const auto password = tovrin::worker::readPassword(words.passwordFile);
+  if (!password) return fail(kFailed, password.error().localizedDescription());
 
   std::string accounts;
   for (unsigned poll = 0; poll < words.notReadyPolls; ++poll) accounts += "0,";
