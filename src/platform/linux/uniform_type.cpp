@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <functional>
+#include <ranges>
 
 #include "platform/linux/uniform_type_table.h"
 
@@ -27,11 +27,8 @@ constexpr auto kTypesByExtension = [] {
   std::array<ExtensionType, countExtensions()> types;
   auto next = types.begin();
   for (const UniformTypeDeclaration& type : kUniformTypeDeclarations) {
-    std::string_view rest = type.extensions;
-    for (std::size_t end = 0; end != std::string_view::npos; rest.remove_prefix(std::min(end, rest.size() - 1) + 1)) {
-      end = rest.find(' ');
-      *next++ = {rest.substr(0, end), type.identifier};
-    }
+    for (const auto extension : std::views::split(type.extensions, ' '))
+      *next++ = {std::string_view(extension.begin(), extension.end()), type.identifier};
   }
   std::ranges::sort(types, {}, &ExtensionType::extension);
   return types;
