@@ -1,17 +1,20 @@
 #include "platform/linux/finder_order.h"
 
 #include <unicode/locid.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <span>
+#include <utility>
 
 namespace tovrin {
 
 namespace {
 
-constexpr int kLongRun = 255;
+constexpr std::uint32_t kLongRun = 255;
 
 std::unique_ptr<icu::Collator> makeCollator(const std::string& localeName) {
   UErrorCode status = U_ZERO_ERROR;
@@ -40,26 +43,28 @@ void appendCollationKey(std::string& key, const icu::Collator& collator, const i
   collator.getSortKey(text, reinterpret_cast<std::uint8_t*>(key.data() + start), length);
 }
 
-/// One byte per run, five for the long ones, and a zero that sorts before any further run.
-void appendDigitRunLengths(std::string& key, std::string_view text) {
+void appendRunLength(std::string& key, std::uint32_t length) {
+  if (length == 0) return;
+  if (length < kLongRun) {
+    key += static_cast<char>(length);
+    return;
+  }
+  key += static_cast<char>(kLongRun);
+  for (const int shift : {24, 16, 8, 0}) key += static_cast<char>(length >> shift & 0xFF);
+}
+
+/// One byte per run, five for the long ones, and a zero that sorts before any further run. Digits of every script
+/// count: the collation key does not tell them apart.
+void appendDigitRunLengths(std::string& key, const icu::UnicodeString& text) {
   std::uint32_t length = 0;
-  const auto endRun = [&] {
-    if (length >= kLongRun) {
-      key += static_cast<char>(kLongRun);
-      for (const int shift : {24, 16, 8, 0}) key += static_cast<char>(length >> shift & 0xFF);
-    } else if (length > 0) {
-      key += static_cast<char>(length);
-    }
-    length = 0;
-  };
-  for (const char c : text) {
-    if (c >= '0' && c <= '9') {
+  for (int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1)) {
+    if (u_isdigit(text.char32At(i))) {
       ++length;
     } else {
-      endRun();
+      appendRunLength(key, std::exchange(length, 0));
     }
   }
-  endRun();
+  appendRunLength(key, length);
   key += '\0';
 }
 
@@ -86,7 +91,7 @@ std::string FinderOrder::sortKey(std::string_view text) const {
   std::string key;
   key.reserve(text.size() * 4 + 16);
   if (collator_) appendCollationKey(key, *collator_, units);
-  appendDigitRunLengths(key, text);
+  appendDigitRunLengths(key, units);
   appendCodeUnits(key, units);
   return key;
 }
