@@ -70,6 +70,7 @@ Result<ProbeOutcome> countReadyAccounts(std::string_view body) {
 
 Result<std::filesystem::path> RenterdClient::downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                                             const ObjectRequest& request, std::stop_token stop) {
+  if (!beginsWithHost(snapshot.httpAddress)) return failure(notReachableError());
   auto downloaded =
       platform_.urlSession.download(authorizedRequest(objectURL(snapshot.httpAddress, request.key, request.namespace_),
                                                       snapshot, kObjectTimeoutSeconds, "application/octet-stream"),
@@ -84,6 +85,7 @@ Result<std::filesystem::path> RenterdClient::downloadObject(const TovrinWarpRent
 
 Result<ProbeOutcome> RenterdClient::probeAccounts(const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                                   std::stop_token stop) {
+  if (!beginsWithHost(snapshot.httpAddress)) return failure(notReachableError());
   const auto received = platform_.urlSession.data(
       authorizedRequest(accountsURL(snapshot.httpAddress), snapshot, kProbeTimeoutSeconds, "application/json"), stop);
   if (!received) {

@@ -22,6 +22,8 @@ void appendPercentEncoded(std::string& text, char character) {
 
 }  // namespace
 
+bool beginsWithHost(std::string_view httpAddress) { return !httpAddress.empty() && httpAddress.front() != '/'; }
+
 std::string percentEncodedForURLPath(std::string_view text) {
   std::string encoded;
   encoded.reserve(text.size());

@@ -10,6 +10,9 @@
 /// the URL session to say.
 namespace tovrin {
 
+/// Without a host in front of the path, an HTTP library may take "api" for the host and send the password there.
+bool beginsWithHost(std::string_view httpAddress);
+
 /// Everything but `A–Z a–z 0–9 ! $ & ' ( ) * + , - . / : = @ _ ~` as "%" and two upper-case hexadecimal digits per
 /// UTF-8 byte; a "%" too. A ":" before the first "/" is encoded as well, since it would read as the end of a scheme.
 std::string percentEncodedForURLPath(std::string_view text);

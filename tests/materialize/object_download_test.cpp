@@ -112,7 +112,7 @@ TEST_F(ObjectDownload, withTheWrongPasswordIsAWorkerThatCannotBeReached) {
 }
 
 TEST_F(ObjectDownload, fromAnAddressThatMakesNoURLSendsNothing) {
-  for (const std::string_view address : {"", "[::1", "127.0.0.1:notaport", "127.0.0.1:99999999"}) {
+  for (const std::string_view address : {"", "/", "[::1", "127.0.0.1:notaport", "127.0.0.1:99999999"}) {
     const auto file = client().downloadObject({std::string(address), "p", {}}, {"k", {}, folder(), {}}, {});
     ASSERT_FALSE(file) << address;
     EXPECT_TRUE(file.error().isSameInstance(notReachableError())) << address;

@@ -185,9 +185,11 @@ TEST_F(Readiness, failsAtOnceWhenThePasswordIsWrong) {
 }
 
 TEST_F(Readiness, failsAtOnceWhenTheAddressMakesNoURL) {
-  const auto result = client().waitUntilReady({"[::1", "p", {}}, [](auto...) { FAIL(); }, {});
-  ASSERT_FALSE(result);
-  EXPECT_TRUE(result.error().isSameInstance(notReachableError()));
+  for (const std::string_view address : {"", "/api", "[::1", "127.0.0.1:notaport"}) {
+    const auto result = client().waitUntilReady({std::string(address), "p", {}}, [](auto...) { FAIL(); }, {});
+    ASSERT_FALSE(result) << address;
+    EXPECT_TRUE(result.error().isSameInstance(notReachableError())) << address;
+  }
 }
 
 TEST_F(Readiness, isNotProbedAfterAStop) {
