@@ -1,15 +1,11 @@
 #pragma once
 
-#include <simdjson.h>
-
 #include <algorithm>
 #include <array>
 #include <concepts>
-#include <cstdint>
+#include <cstddef>
 #include <cstring>
-#include <limits>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,10 +13,12 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/date.h"
 #include "foundation/json/coding.h"
+#include "foundation/json/located.h"
+#include "foundation/json/scalar_decoding.h"
 #include "foundation/json/scalars.h"
 #include "foundation/json/source_text.h"
+#include "foundation/json/status.h"
 #include "foundation/result.h"
 #include "foundation/text_arena.h"
 
@@ -37,145 +35,6 @@ template <class Value>
 Result<Value> decodeJSON(std::string_view bytes, TextArena* arena = nullptr);
 
 namespace json {
-
-namespace ondemand = simdjson::ondemand;
-
-inline constexpr int kDeepestNesting = 512;
-
-/// Why decoding stopped; the path is collected from the inside out.
-struct Problem {
-  bool malformed = false;  ///< no JSON at all: reported without a path
-  DecodingFailure failure;
-};
-/// Null while all is well: one pointer test on the way where nothing fails.
-using Status = std::unique_ptr<Problem>;
-
-inline Status malformed() {
-  auto problem = std::make_unique<Problem>();
-  problem->malformed = true;
-  problem->failure.debugDescription = "The given data was not valid JSON.";
-  return problem;
-}
-
-inline Status failed(DecodingFailure::Kind kind, std::string description) {
-  auto problem = std::make_unique<Problem>();
-  problem->failure.kind = kind;
-  problem->failure.debugDescription = std::move(description);
-  return problem;
-}
-
-inline Status under(std::string_view key, Status status) {
-  if (status && !status->malformed) status->failure.codingPath.emplace_back(key);
-  return status;
-}
-
-inline Status corrupted(std::string_view key, std::string_view message) {
-  return under(key, failed(DecodingFailure::Kind::dataCorrupted, std::string(message)));
-}
-
-inline Status mismatch(std::string_view expected, ValueKind found) {
-  return failed(DecodingFailure::Kind::typeMismatch, "Expected to decode " + std::string(expected) + " but found " +
-                                                         std::string(describe(found)) + " instead.");
-}
-
-struct Context {
-  TextArena* arena = nullptr;
-  int depth = 0;
-};
-
-class Nesting {
- public:
-  explicit Nesting(Context& context) : context_(context) { ++context_.depth; }
-  ~Nesting() { --context_.depth; }
-  Nesting(const Nesting&) = delete;
-  Nesting& operator=(const Nesting&) = delete;
-  bool isTooDeep() const { return context_.depth >= kDeepestNesting; }
-
- private:
-  Context& context_;
-};
-
-/// A value that was passed on the way: what it is and, for a scalar, its text. A string's text stands without quotes;
-/// one that held escapes was unescaped into the parser's own memory.
-struct Located {
-  ValueKind kind = ValueKind::absent;
-  bool broken = false;  ///< a string that cannot be unescaped: an error only for whoever decodes it
-  std::string_view text;
-};
-
-inline Status locate(ondemand::value& value, Located& located) {
-  std::string_view token = value.raw_json_token();
-  while (!token.empty() &&
-         (token.back() == ' ' || token.back() == '\n' || token.back() == '\r' || token.back() == '\t'))
-    token.remove_suffix(1);
-  if (token.empty()) return malformed();
-  switch (token.front()) {
-    case '{':
-      located.kind = ValueKind::object;
-      return nullptr;
-    case '[':
-      located.kind = ValueKind::array;
-      return nullptr;
-    case '"':
-      located.kind = ValueKind::string;
-      if (token.size() < 2 || token.back() != '"') return malformed();
-      located.text = token.substr(1, token.size() - 2);
-      if (std::memchr(located.text.data(), '\\', located.text.size()) != nullptr)
-        located.broken = value.get_string().get(located.text) != simdjson::SUCCESS;
-      return nullptr;
-    case 't':
-    case 'f':
-      located.kind = ValueKind::boolean;
-      located.text = token;
-      return nullptr;
-    case 'n':
-      located.kind = ValueKind::null;
-      located.text = token;
-      return nullptr;
-    case ']':
-    case '}':
-    case ',':
-    case ':':
-      return malformed();
-    default:
-      located.kind = ValueKind::number;
-      located.text = token;
-      return nullptr;
-  }
-}
-
-/// Steps over a value that nobody decodes; its structure must be right all the same.
-Status skip(ondemand::value& value, const Located& located, Context& context);
-
-inline Status skipNext(ondemand::value& value, Context& context) {
-  Located located;
-  if (Status status = locate(value, located)) return status;
-  return skip(value, located, context);
-}
-
-inline Status skip(ondemand::value& value, const Located& located, Context& context) {
-  if (located.kind != ValueKind::array && located.kind != ValueKind::object) return nullptr;
-  const Nesting nesting(context);
-  if (nesting.isTooDeep()) return malformed();
-  if (located.kind == ValueKind::array) {
-    ondemand::array array;
-    if (value.get_array().get(array)) return malformed();
-    for (auto element : array) {
-      ondemand::value next;
-      if (std::move(element).get(next)) return malformed();
-      if (Status status = skipNext(next, context)) return status;
-    }
-    return nullptr;
-  }
-  ondemand::object object;
-  if (value.get_object().get(object)) return malformed();
-  for (auto member : object) {
-    ondemand::field next;
-    if (std::move(member).get(next)) return malformed();
-    if (Status status = skipNext(next.value(), context)) return status;
-  }
-  return nullptr;
-}
 
 // What kinds of member there are.
 
@@ -211,85 +70,6 @@ template <class T>
 inline constexpr bool isComposite = ListTraits<T>::isList || isMap<T> || CodedRecord<T>;
 template <class T>
 inline constexpr bool isComposite<std::optional<T>> = isComposite<T>;
-
-template <class T>
-constexpr std::string_view swiftName() {
-  if constexpr (std::same_as<T, bool>) return "Bool";
-  if constexpr (std::same_as<T, double>) return "Double";
-  if constexpr (std::same_as<T, std::int64_t>) return "Int64";
-  if constexpr (std::same_as<T, std::uint64_t>) return "UInt64";
-  if constexpr (std::same_as<T, std::uint32_t>) return "UInt32";
-  if constexpr (std::same_as<T, std::uint16_t>) return "UInt16";
-  return "String";
-}
-
-// Scalars, from where they were located.
-
-inline Status requireKind(const Located& located, ValueKind wanted, std::string_view name) {
-  if (located.kind == ValueKind::null) {
-    if (located.text != "null") return malformed();
-    return failed(DecodingFailure::Kind::valueNotFound,
-                  "Expected to decode " + std::string(name) + " but found null instead.");
-  }
-  if (located.kind != wanted) return mismatch(name, located.kind);
-  return located.broken ? malformed() : nullptr;
-}
-
-template <class T>
-Status decodeScalar(const Located& located, T& out, Context& context) {
-  if constexpr (std::same_as<T, bool>) {
-    if (Status status = requireKind(located, ValueKind::boolean, swiftName<T>())) return status;
-    out = located.text == "true";
-    return out || located.text == "false" ? nullptr : malformed();
-  } else if constexpr (std::same_as<T, double>) {
-    if (Status status = requireKind(located, ValueKind::number, swiftName<T>())) return status;
-    if (!isNumber(located.text)) return malformed();
-    const auto value = doubleValue(located.text);
-    if (!value)
-      return failed(DecodingFailure::Kind::dataCorrupted,
-                    "Parsed JSON number <" + std::string(located.text) + "> does not fit in Double.");
-    out = *value;
-    return nullptr;
-  } else if constexpr (std::integral<T>) {
-    if (Status status = requireKind(located, ValueKind::number, swiftName<T>())) return status;
-    if (!isNumber(located.text)) return malformed();
-    const auto value = integerValue(located.text);
-    using Limits = std::numeric_limits<T>;
-    const auto most = static_cast<std::uint64_t>(Limits::max());
-    const bool fits = value && (value->negative ? value->magnitude <= (std::is_signed_v<T> ? most + 1 : 0)
-                                                : value->magnitude <= most);
-    if (!fits)
-      return failed(DecodingFailure::Kind::dataCorrupted, "Parsed JSON number <" + std::string(located.text) +
-                                                              "> does not fit in " + std::string(swiftName<T>()) + ".");
-    out = static_cast<T>(value->negative ? 0 - value->magnitude : value->magnitude);
-    return nullptr;
-  } else if constexpr (std::same_as<T, Date>) {
-    if (Status status = requireKind(located, ValueKind::string, "Date")) return status;
-    const auto date = parseISO8601(located.text);
-    if (!date) return failed(DecodingFailure::Kind::dataCorrupted, "Expected date string to be ISO8601-formatted.");
-    out = *date;
-    return nullptr;
-  } else if constexpr (std::is_enum_v<T>) {
-    if (Status status = requireKind(located, ValueKind::string, "String")) return status;
-    const auto& cases = JSONEnumeration<T>::cases;
-    const auto found = std::ranges::find(cases, located.text);
-    if (found == cases.end())
-      return failed(DecodingFailure::Kind::dataCorrupted, "Cannot initialize " + std::string(JSONEnumeration<T>::name) +
-                                                              " from invalid String value " +
-                                                              std::string(located.text));
-    out = static_cast<T>(found - cases.begin());
-    return nullptr;
-  } else if constexpr (std::same_as<T, std::string_view>) {
-    if (Status status = requireKind(located, ValueKind::string, "String")) return status;
-    out = context.arena->add(located.text);
-    return nullptr;
-  } else {
-    static_assert(std::same_as<T, std::string>);
-    if (Status status = requireKind(located, ValueKind::string, "String")) return status;
-    out = located.text;
-    return nullptr;
-  }
-}
 
 // Composites, in place.
 
