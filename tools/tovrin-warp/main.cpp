@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -139,11 +140,11 @@ void addPayloadOptions(CLI::App* command, Words& words) {
                        "how objects are named [numbers]");
   command->add_option("--part-size", payload.partBytes, "most bytes of a part, such as 64KiB [16MiB]")
       ->transform(CLI::AsSizeValue(false).description(""))
-      ->check(CLI::PositiveNumber.description(""))
+      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()).description(""))
       ->type_name("BYTES");
   command->add_option("--bundle-size", payload.bundleBytes, "most bytes of a bundle of files [4MiB]")
       ->transform(CLI::AsSizeValue(false).description(""))
-      ->check(CLI::PositiveNumber.description(""))
+      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()).description(""))
       ->type_name("BYTES");
   command->add_option("--namespace", words.partNamespace, "where parts lie")
       ->check(CLI::IsMember({"warp", "backup", "none"}).description(""))
