@@ -1,0 +1,136 @@
+#include "cli/disposable_file.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <tuple>
+
+#include "foundation/uuid.h"
+#include "platform/file_system.h"
+#include "platform/linux/file_error.h"
+
+namespace tovrin::cli {
+
+namespace {
+
+/// How much is copied between two looks at whether the user still wants it.
+constexpr std::int64_t kCopyChunkBytes = std::int64_t{32} << 20;
+
+Result<void> copyRange(FileHandle& from, FileHandle& to, std::int64_t count, const InterruptWatch& interruption) {
+  while (count > 0) {
+    if (interruption.requested()) return failure(NSError::cocoa(CocoaErrorCode::userCancelled));
+    TOVRIN_TRY(const std::int64_t copied, copyBytes(from, to, std::min(count, kCopyChunkBytes)));
+    if (copied == 0) return {};
+    count -= copied;
+  }
+  return {};
+}
+
+/// Only the ranges that hold data.
+Result<void> copySparse(FileHandle& from, FileHandle& to, const InterruptWatch& interruption) {
+  const off_t size = lseek(from.descriptor(), 0, SEEK_END);
+  off_t data = lseek(from.descriptor(), 0, SEEK_DATA);
+  while (data >= 0 && data < size) {
+    const off_t hole = lseek(from.descriptor(), data, SEEK_HOLE);
+    TOVRIN_CHECK(from.seek(data));
+    TOVRIN_CHECK(to.seek(data));
+    TOVRIN_CHECK(copyRange(from, to, (hole < 0 ? size : hole) - data, interruption));
+    data = hole < 0 ? size : lseek(from.descriptor(), hole, SEEK_DATA);
+  }
+  return to.truncate(size);
+}
+
+/// The same contents, permissions and modification time on another file system.
+Result<void> copyFile(const std::filesystem::path& from, const std::filesystem::path& to,
+                      const InterruptWatch& interruption) {
+  TOVRIN_TRY(FileHandle source, FileHandle::forReading(from));
+  TOVRIN_TRY(FileHandle copy, FileHandle::forWriting(to));
+  TOVRIN_CHECK(copySparse(source, copy, interruption));
+  struct stat status{};
+  if (fstat(source.descriptor(), &status) != 0) return failure(fileError(errno, FileOperation::read, from));
+  const std::array times{timespec{0, UTIME_OMIT}, status.st_mtim};
+  if (fchmod(copy.descriptor(), status.st_mode & 0777) != 0)
+    return failure(fileError(errno, FileOperation::update, to));
+  futimens(copy.descriptor(), times.data());
+  return copy.close();
+}
+
+Result<void> writeInto(const std::filesystem::path& from, const std::filesystem::path& device,
+                       const InterruptWatch& interruption) {
+  TOVRIN_TRY(FileHandle source, FileHandle::forReading(from));
+  TOVRIN_TRY(FileHandle sink, FileHandle::forWriting(device));
+  TOVRIN_TRY(const FileAttributes attributes, fileAttributes(from));
+  TOVRIN_CHECK(copyRange(source, sink, attributes.identity.size, interruption));
+  return sink.close();
+}
+
+Result<void> renameOver(const std::filesystem::path& from, const std::filesystem::path& to) {
+  if (rename(from.c_str(), to.c_str()) != 0) return failure(fileError(errno, FileOperation::create, to));
+  return {};
+}
+
+/// A name in the target's folder that nobody has.
+std::filesystem::path temporaryName(const std::filesystem::path& target) {
+  return target.parent_path() / (".tovrin-" + makeUUIDString());
+}
+
+}  // namespace
+
+DisposableFile::~DisposableFile() {
+  std::ignore = unlink(file_.c_str());  // a leftover is swept by the system
+}
+
+void DisposableFile::takeOn(const TovrinWarpSharedEntry& entry) const {
+  if (entry.kind == TovrinWarpSharedEntryKind::file) {
+    // Not the bits that lend rights: the file belongs to whoever fetches it.
+    std::ignore = chmod(file_.c_str(), entry.posixPermissions & 0777);
+  }
+  if (entry.modificationTimeNanoseconds < 1) return;
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  const std::array times{timespec{0, UTIME_OMIT}, timespec{entry.modificationTimeNanoseconds / kSecond,
+                                                           entry.modificationTimeNanoseconds % kSecond}};
+  std::ignore = utimensat(AT_FDCWD, file_.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+}
+
+Result<void> DisposableFile::placeAt(const std::filesystem::path& target, const InterruptWatch& interruption) const {
+  struct stat status{};
+  const bool exists = stat(target.c_str(), &status) == 0;
+  TOVRIN_TRY(const FileAttributes delivered, fileAttributes(file_));
+  const bool isLink = delivered.type == FileType::symbolicLink;
+  if (exists && !isLink && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    return writeInto(file_, target, interruption);
+  }
+  std::error_code unresolved;
+  const std::filesystem::path resolved = exists && !isLink ? std::filesystem::canonical(target, unresolved) : target;
+  const std::filesystem::path& place = unresolved ? target : resolved;
+
+  if (rename(file_.c_str(), place.c_str()) == 0) return {};
+  if (errno != EXDEV) return failure(fileError(errno, FileOperation::create, place));
+  if (isLink) {
+    std::error_code error;
+    const std::filesystem::path pointsTo = std::filesystem::read_symlink(file_, error);
+    if (error) return failure(fileError(error.value(), FileOperation::read, file_));
+    const DisposableFile link(temporaryName(place));
+    TOVRIN_CHECK(createSymbolicLink(link.path(), pointsTo.string()));
+    return renameOver(link.path(), place);
+  }
+  return makeFile(place, [&](const std::filesystem::path& file) { return copyFile(file_, file, interruption); });
+}
+
+Result<void> makeFile(const std::filesystem::path& target,
+                      const std::function<Result<void>(const std::filesystem::path& file)>& write) {
+  const DisposableFile file(temporaryName(target));
+  const int descriptor = open(file.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor < 0) return failure(fileError(errno, FileOperation::create, target));
+  close(descriptor);
+  TOVRIN_CHECK(write(file.path()));
+  return renameOver(file.path(), target);
+}
+
+}  // namespace tovrin::cli

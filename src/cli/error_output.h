@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string_view>
+
+#include "cli/outcome.h"
+
+namespace tovrin::cli {
+
+enum class ErrorFormat { plain, json };
+
+/// The one place where failures reach standard error: a line `tovrin: SUBJECT: sentence`, or one JSON object.
+void reportFailure(const Failure& failure, ErrorFormat format);
+
+/// A decoding error by its key path and rule, any other error by its own description.
+std::string sentence(const NSError& error);
+
+void reportWarning(std::string_view message);
+
+}  // namespace tovrin::cli

@@ -1,0 +1,109 @@
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <cstdio>
+#include <exception>
+
+#include "cli/command.h"
+#include "cli/interruption.h"
+#include "cli/output.h"
+
+namespace tovrin::cli {
+
+namespace {
+
+const CLI::App& deepestParsed(const CLI::App& app) {
+  const auto parsed = app.get_subcommands();
+  return parsed.empty() ? app : deepestParsed(*parsed.front());
+}
+
+/// The names of the command and of those above it.
+std::string callName(const CLI::App& app) {
+  return app.get_parent() == nullptr ? app.get_name() : callName(*app.get_parent()) + " " + app.get_name();
+}
+
+std::string usageLine(const CLI::App& command) {
+  const std::string help = command.help();
+  const std::size_t start = help.find("Usage:");
+  return help.substr(start, help.find('\n', start) - start);
+}
+
+std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = command.remaining();
+  const bool wantsCommand = !command.get_subcommands({}).empty();
+  if (wantsCommand && !unknown.empty() && !unknown.front().starts_with('-')) {
+    return fmt::format("there is no command “{}”", printable(unknown.front()));
+  }
+  return printable(error.what());
+}
+
+int reportWrongWords(const CLI::App& app, const CLI::ParseError& error, bool noWords) {
+  if (noWords) {
+    fmt::print(stderr, "{}", app.help());
+    return kExitWrongWords;
+  }
+  const CLI::App& command = deepestParsed(app);
+  fmt::print(stderr, "tovrin: {}\n{}\nMore: {} --help\n", complaint(command, error), usageLine(command),
+             callName(command));
+  return kExitWrongWords;
+}
+
+Outcome outcomeOf(const Invocation& invocation) {
+  try {
+    Session session(invocation.container);
+    return invocation.run(session);
+  } catch (const std::exception& exception) {  // no memory, or a working directory that is gone
+    return std::unexpected(Failure{
+        {}, {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileReadUnknown), exception.what()}});
+  }
+}
+
+int run(const Invocation& invocation) {
+  const Outcome outcome = outcomeOf(invocation);
+  if (outcome) return *outcome;
+  reportFailure(outcome.error(), invocation.errorFormat());
+  return wasInterrupted() ? kExitInterrupted : kExitFailed;
+}
+
+void describe(CLI::App& app, Invocation& invocation) {
+  app.name("tovrin");
+  app.get_formatter()->column_width(26);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Positionals", "Words");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "tovrin " TOVRIN_VERSION);
+  app.add_option("--container", invocation.container, "The container shared with the main application")
+      ->envname("TOVRIN_CONTAINER")
+      ->option_text("DIR");
+  app.footer(
+      "Example:\n  tovrin ls '/Warped Files'\n\nThe container can be named by the variable TOVRIN_CONTAINER, too.");
+  addListCommand(app, invocation);
+  addCatCommand(app, invocation);
+  addFetchCommand(app, invocation);
+  addPutCommand(app, invocation);
+  addStatusCommand(app, invocation);
+  addDoctorCommand(app, invocation);
+  addInspectCommand(app, invocation);
+}
+
+}  // namespace
+
+}  // namespace tovrin::cli
+
+int main(int argc, char** argv) {
+  using namespace tovrin::cli;
+  std::setlocale(LC_CTYPE, "C.UTF-8");
+  endWhenInterrupted();
+  CLI::App app("Browses and opens the files of your Warps.");
+  Invocation invocation;
+  describe(app, invocation);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
+  } catch (const CLI::ParseError& error) {
+    return reportWrongWords(app, error, argc < 2);
+  }
+  return run(invocation);
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "local/cached_items.h"
+#include "materialize/materialization_state.h"
+#include "platform/platform.h"
+
+namespace tovrin::cli {
+
+/// The record of the most recent operation. NSCocoaErrorDomain 260 when there was none yet.
+Result<TovrinWarpSharedMaterializationState> loadMaterializationState(const Platform& platform);
+
+/// The error is that a file, not its contents, is missing.
+bool isMissingFile(const NSError& error);
+
+}  // namespace tovrin::cli
