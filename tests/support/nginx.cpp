@@ -12,7 +12,8 @@ namespace {
 // The password is compared by hand: basic authentication proper refuses an empty user name and adds a challenge.
 constexpr std::string_view kConfiguration = R"(
 daemon off;
-master_process off;
+user root;  # where the master is root, its worker has to read the folder too
+worker_processes 1;
 pid @FOLDER@/nginx.pid;
 error_log @FOLDER@/error.log;
 events { worker_connections 256; }
@@ -98,7 +99,7 @@ void NginxServer::putAccounts(std::string_view json) { writeFile(folder_ / "acco
 void NginxServer::removeAccounts() { std::filesystem::remove(folder_ / "accounts.json"); }
 
 std::vector<std::string> NginxServer::requests() const {
-  // One process with one loop: once it answers a later request, the earlier ones are in its log.
+  // One worker with one loop: once it answers a later request, the earlier ones are in its log.
   LoopbackSocket fence = LoopbackSocket::connect(port_);
   fence.send("GET /test/fence HTTP/1.0\r\n\r\n");
   fence.receiveUntilClosed();
@@ -109,6 +110,6 @@ std::vector<std::string> NginxServer::requests() const {
   return lines;
 }
 
-void NginxServer::stop() { process_->kill(); }
+void NginxServer::stop() { process_->end(); }
 
 }  // namespace tovrin

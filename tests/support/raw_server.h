@@ -19,7 +19,8 @@ class RawConnection {
 
   /// The next request's head with its empty line; empty when there is none any more.
   std::string readRequest();
-  void send(std::string_view bytes) { socket_.send(bytes); }
+  /// False when the client has gone.
+  bool send(std::string_view bytes) { return socket_.send(bytes); }
   /// Says nothing until the client has gone or the server ends.
   void waitUntilClosed() { std::ignore = socket_.receiveUntilClosed(); }
   /// The client will see a connection reset instead of its end.

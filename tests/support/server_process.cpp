@@ -46,7 +46,7 @@ ServerProcess::ServerProcess(std::vector<std::string> arguments, const Options& 
   process_ = fork();
   if (process_ < 0) throw std::runtime_error("cannot fork");
   if (process_ > 0) return;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
   const int passed = options.passedDescriptor;
   if (passed == kPassedDescriptor) fcntl(passed, F_SETFD, 0);
   if (passed >= 0 && passed != kPassedDescriptor) dup2(passed, kPassedDescriptor);
@@ -54,11 +54,11 @@ ServerProcess::ServerProcess(std::vector<std::string> arguments, const Options& 
   _exit(127);
 }
 
-ServerProcess::~ServerProcess() { kill(); }
+ServerProcess::~ServerProcess() { end(); }
 
-void ServerProcess::kill() {
+void ServerProcess::end() {
   if (process_ < 0) return;
-  ::kill(process_, SIGKILL);
+  ::kill(process_, SIGTERM);
   waitpid(process_, nullptr, 0);
   process_ = -1;
 }

@@ -20,8 +20,8 @@ class ServerProcess {
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
 
-  /// Kills the program and waits for its end; its sockets are closed then. May be called again.
-  void kill();
+  /// Asks the program and its children to end, and waits for that; its sockets are closed then. May be called again.
+  void end();
 
  private:
   pid_t process_ = -1;

@@ -1,8 +1,14 @@
-#include "platform/linux/binary_property_list.h"
+#include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <utility>
+
+#include "platform/property_list.h"
+
+// Attribute bytes come from anybody, and a decoder that follows every reference can be led through a tree of 10^20
+// nodes by a few hundred of them. This one knows nothing but an array of strings, and how much text it will make of it.
 
 namespace tovrin {
 
@@ -12,7 +18,7 @@ constexpr std::string_view kHeader = "bplist00";
 constexpr std::size_t kTrailerBytes = 32;
 constexpr std::size_t kLargestIntegerBytes = 8;
 // Far above what an extended attribute holds (64 KiB); equal strings are stored once and may be referred to often.
-constexpr std::uint64_t kLargestTotalBytes = 1 << 20;
+constexpr std::uint64_t kLargestTextBytes = 1 << 20;
 
 enum Marker : std::uint8_t { integerMarker = 0x1, asciiMarker = 0x5, utf16Marker = 0x6, arrayMarker = 0xA };
 
@@ -22,6 +28,12 @@ struct ObjectHeader {
   std::uint64_t count = 0;
   std::uint64_t contents = 0;
 };
+
+std::uint64_t bigEndian(std::string_view digits) {
+  std::uint64_t value = 0;
+  for (const char digit : digits) value = value << 8 | static_cast<std::uint8_t>(digit);
+  return value;
+}
 
 /// Reads numbers and objects of a property list; every position is checked against the bytes.
 class Reader {
@@ -51,21 +63,17 @@ class Reader {
     return header;
   }
 
-  /// True when `count` elements of `size` bytes that begin at `start` end before the offset table.
-  bool holds(std::uint64_t start, std::uint64_t count, std::uint64_t size) const {
-    return start <= offsetTable_ && count <= (offsetTable_ - start) / size;
+  /// The object's elements of `size` bytes each; nothing when they do not end before the offset table.
+  std::optional<std::string_view> elements(const ObjectHeader& object, std::uint64_t size) const {
+    if (!holds(object.contents, object.count, size)) return std::nullopt;
+    return bytes_.substr(object.contents, object.count * size);
   }
 
-  std::uint64_t reference(const ObjectHeader& array, std::uint64_t index) const {
-    return bigEndian(bytes_.substr(array.contents + index * referenceBytes_, referenceBytes_));
-  }
   std::uint64_t referenceBytes() const { return referenceBytes_; }
 
  private:
-  static std::uint64_t bigEndian(std::string_view digits) {
-    std::uint64_t value = 0;
-    for (const char digit : digits) value = value << 8 | static_cast<std::uint8_t>(digit);
-    return value;
+  bool holds(std::uint64_t start, std::uint64_t count, std::uint64_t size) const {
+    return start <= offsetTable_ && count <= (offsetTable_ - start) / size;
   }
 
   bool isConsistent() const {
@@ -95,32 +103,59 @@ class Reader {
   std::uint64_t offsetTable_ = 0;
 };
 
-/// Bytes that a string takes up; nothing when the object is no string or does not fit.
-std::optional<std::uint64_t> stringBytes(const Reader& reader, std::uint64_t index) {
+/// Halves of a pair that stand alone become U+FFFD.
+std::string fromUTF16(std::string_view bigEndianUnits) {
+  icu::UnicodeString text;
+  for (std::size_t at = 0; at < bigEndianUnits.size(); at += 2) {
+    const auto high = static_cast<std::uint8_t>(bigEndianUnits[at]);
+    const auto low = static_cast<std::uint8_t>(bigEndianUnits[at + 1]);
+    text.append(static_cast<char16_t>(high << 8 | low));
+  }
+  std::string result;
+  return text.toUTF8String(result);
+}
+
+bool isASCII(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::optional<std::string> stringAt(const Reader& reader, std::uint64_t index) {
   const std::optional<ObjectHeader> header = reader.object(index);
-  if (!header || (header->marker != asciiMarker && header->marker != utf16Marker)) return std::nullopt;
-  const std::uint64_t unitBytes = header->marker == asciiMarker ? 1 : 2;
-  if (!reader.holds(header->contents, header->count, unitBytes)) return std::nullopt;
-  return header->count * unitBytes;
+  if (!header) return std::nullopt;
+  if (header->marker == asciiMarker) {
+    const std::optional<std::string_view> text = reader.elements(*header, 1);
+    if (!text || !isASCII(*text)) return std::nullopt;
+    return std::string(*text);
+  }
+  if (header->marker == utf16Marker) {
+    const std::optional<std::string_view> units = reader.elements(*header, 2);
+    if (!units) return std::nullopt;
+    return fromUTF16(*units);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-bool isPlainStringArray(std::string_view bytes) {
-  if (bytes.size() > kLargestTotalBytes) return false;
+std::optional<std::vector<std::string>> decodeStringArrayPropertyList(std::string_view bytes) {
   const std::optional<Reader> reader = Reader::open(bytes);
-  if (!reader) return false;
+  if (!reader) return std::nullopt;
   const std::optional<ObjectHeader> root = reader->object(reader->root());
-  if (!root || root->marker != arrayMarker) return false;
-  if (!reader->holds(root->contents, root->count, reader->referenceBytes())) return false;
+  if (!root || root->marker != arrayMarker) return std::nullopt;
+  const std::optional<std::string_view> references = reader->elements(*root, reader->referenceBytes());
+  if (!references) return std::nullopt;
 
-  std::uint64_t total = 0;
-  for (std::uint64_t index = 0; index < root->count; ++index) {
-    const std::optional<std::uint64_t> size = stringBytes(*reader, reader->reference(*root, index));
-    if (!size || *size > kLargestTotalBytes - total) return false;
-    total += *size;
+  std::vector<std::string> strings;
+  std::uint64_t textBytes = 0;
+  for (std::size_t at = 0; at < references->size(); at += reader->referenceBytes()) {
+    const std::uint64_t index = bigEndian(references->substr(at, reader->referenceBytes()));
+    std::optional<std::string> string = stringAt(*reader, index);
+    if (!string) return std::nullopt;
+    textBytes += string->size();
+    if (textBytes > kLargestTextBytes) return std::nullopt;
+    strings.push_back(std::move(*string));
   }
-  return true;
+  return strings;
 }
 
 }  // namespace tovrin
