@@ -2,8 +2,10 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace tovrin {
 
@@ -73,6 +75,18 @@ std::string hexEncode(std::span<const std::byte> bytes) {
     text += kDigits[std::to_integer<std::size_t>(byte & std::byte{15})];
   }
   return text;
+}
+
+bool isASCII(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t bits = 0;
+  for (; text.size() >= sizeof bits; text.remove_prefix(sizeof bits)) {
+    std::uint64_t eightBytes = 0;
+    std::memcpy(&eightBytes, text.data(), sizeof eightBytes);
+    bits |= eightBytes;
+  }
+  for (const char c : text) bits |= static_cast<unsigned char>(c);
+  return (bits & kHighBits) == 0;
 }
 
 bool isValidUTF8(std::string_view bytes) { return simdjson::validate_utf8(bytes.data(), bytes.size()); }

@@ -19,6 +19,8 @@ std::optional<std::string> base64Decode(std::string_view text);
 /// Lower-case hexadecimal, two digits per byte.
 std::string hexEncode(std::span<const std::byte> bytes);
 
+bool isASCII(std::string_view text);
+
 bool isValidUTF8(std::string_view bytes);
 
 }  // namespace tovrin

@@ -90,6 +90,18 @@ TEST(Hex, hasTwoLowerCaseDigitsPerByte) {
   EXPECT_EQ(hexEncode({}), "");
 }
 
+TEST(ASCII, endsAt127WhereverTheByteStands) {
+  EXPECT_TRUE(isASCII(""));
+  for (std::size_t size = 1; size < 30; ++size) {
+    EXPECT_TRUE(isASCII(std::string(size, '\x7F')));
+    for (std::size_t position = 0; position < size; ++position) {
+      std::string text(size, 'a');
+      text[position] = '\x80';
+      EXPECT_FALSE(isASCII(text)) << position << " of " << size;
+    }
+  }
+}
+
 TEST(UTF8, acceptsWellFormedText) {
   for (const std::string& text :
        {""s, "a"s, "é"s, "日本"s, "😀"s, "\0"s, "\xF4\x8F\xBF\xBF"s, "\xED\x9F\xBF"s, "\uFFFE"s}) {

@@ -49,6 +49,15 @@ TEST(CanonicalForm, changesNothingInASCIIAndTheSecondTime) {
   EXPECT_EQ(canonicalForm(once), once);
 }
 
+TEST(CanonicalForm, seesAMarkWhereverItStands) {
+  for (std::size_t before = 0; before < 20; ++before) {
+    for (std::size_t after = 0; after < 20; ++after) {
+      const std::string text = std::string(before, 'x') + "e\u0301" + std::string(after, 'x');
+      ASSERT_EQ(canonicalForm(text), std::string(before, 'x') + "é" + std::string(after, 'x'));
+    }
+  }
+}
+
 TEST(CanonicalForm, keepsLongTexts) {
   std::string decomposed;
   std::string composed;

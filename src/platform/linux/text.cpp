@@ -7,18 +7,15 @@
 #include <unicode/utext.h>
 #include <unicode/utf8.h>
 
-#include <algorithm>
+#include <cstdint>
 #include <memory>
 
+#include "foundation/encoding.h"
 #include "platform/linux/finder_order.h"
 
 namespace tovrin {
 
 namespace {
-
-bool isASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 icu::StringPiece piece(std::string_view text) { return {text.data(), static_cast<int32_t>(text.size())}; }
 
