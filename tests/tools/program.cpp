@@ -4,10 +4,12 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <stdexcept>
 
 namespace tovrin {
@@ -46,9 +48,9 @@ pid_t spawn(const std::vector<std::string>& words, const std::vector<std::string
   return pid;
 }
 
-int waitFor(pid_t pid) {
+int waitFor(pid_t pid, rusage& usage) {
   int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  while (::wait4(pid, &status, 0, &usage) < 0 && errno == EINTR) {
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
@@ -78,7 +80,9 @@ ProgramResult runProgram(const std::vector<std::string>& words, const std::vecto
       }
     }
   }
-  result.status = waitFor(pid);
+  rusage usage{};
+  result.status = waitFor(pid, usage);
+  result.peakResidentKiB = static_cast<std::size_t>(usage.ru_maxrss);
   return result;
 }
 
@@ -102,7 +106,8 @@ WorkerProcess::~WorkerProcess() {
 
 int WorkerProcess::end(int signal) {
   ::kill(pid_, signal);
-  const int status = waitFor(pid_);
+  rusage usage{};
+  const int status = waitFor(pid_, usage);
   pid_ = -1;
   return status;
 }

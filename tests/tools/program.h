@@ -14,6 +14,7 @@ struct ProgramResult {
   int status = -1;  ///< exit status; 128 + the signal when one ended it
   std::string output;
   std::string errors;
+  std::size_t peakResidentKiB = 0;
 };
 
 /// Runs a program to its end. The environment is ours plus `environment` ("NAME=VALUE").

@@ -2,9 +2,11 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <limits>
-#include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/date.h"
@@ -30,7 +32,6 @@ struct Words {
   std::string objects;
   std::string put;
   std::string createdAt;
-  std::string partNamespace = "warp";
   bool noChecksums = false;
 
   std::string address;
@@ -74,8 +75,6 @@ int runMake(Words& words) {
     options.createdAt = parseISO8601(words.createdAt);
     if (!options.createdAt) return fail(kWrongWords, "--created-at takes a date such as 2025-03-01T12:00:00Z");
   }
-  if (words.partNamespace == "backup") options.payload.partNamespace = TovrinPayloadNamespace::backup;
-  if (words.partNamespace == "none") options.payload.partNamespace.reset();
   options.payload.checksums = !words.noChecksums;
 
   auto sink = openSink(words);
@@ -97,15 +96,21 @@ int runConnect(const Words& words) {
   return finish(Container(words.container).writeConnection(words.address, *password));
 }
 
-template <class Enumeration>
-CLI::Option* addChoice(CLI::App* command, const std::string& name, Enumeration& value,
-                       const std::map<std::string, Enumeration>& choices, const std::string& description) {
-  std::string names;
-  for (const auto& choice : choices) names += (names.empty() ? "" : "|") + choice.first;
-  return command->add_option(name, value, description)
-      ->transform(CLI::Transformer(choices, CLI::ignore_case).description(""))
-      ->check(CLI::IsMember(choices).description(""))
-      ->type_name(names);
+/// An option that takes one of the words and sets `value` to what the word stands for.
+template <class Value, class Target>
+void addChoice(CLI::App* command, const std::string& name, Target& value,
+               const std::vector<std::pair<std::string, Value>>& choices, const std::string& description) {
+  std::vector<std::string> words;
+  for (const auto& choice : choices) words.push_back(choice.first);
+  command
+      ->add_option_function<std::string>(
+          name,
+          [&value, choices](const std::string& word) {
+            value = std::ranges::find(choices, word, &std::pair<std::string, Value>::first)->second;
+          },
+          description)
+      ->check(CLI::IsMember(words).description(""))
+      ->type_name(fmt::format("{}", fmt::join(words, "|")));
 }
 
 void addContainer(CLI::App* command, Words& words) {
@@ -146,10 +151,10 @@ void addPayloadOptions(CLI::App* command, Words& words) {
       ->transform(CLI::AsSizeValue(false).description(""))
       ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()).description(""))
       ->type_name("BYTES");
-  command->add_option("--namespace", words.partNamespace, "where parts lie")
-      ->check(CLI::IsMember({"warp", "backup", "none"}).description(""))
-      ->type_name("warp|backup|none")
-      ->capture_default_str();
+  addChoice<std::optional<TovrinPayloadNamespace>>(
+      command, "--namespace", payload.partNamespace,
+      {{"warp", TovrinPayloadNamespace::warp}, {"backup", TovrinPayloadNamespace::backup}, {"none", std::nullopt}},
+      "where parts lie [warp]");
   command->add_flag("--no-checksums", words.noChecksums, "leave the files' SHA-256 out");
 }
 
@@ -162,18 +167,13 @@ void addManifestOptions(CLI::App* command, Words& words) {
   command->add_option("--display-name", make.displayName, "the Warp's name [the folder's name]")->type_name("NAME");
   command->add_option("--created-at", words.createdAt, "every date of the manifest [now]")->type_name("DATE");
   using Status = TovrinWarpSharedStatus;
-  command
-      ->add_option_function<std::string>(
-          "--status",
-          [&make](const std::string& text) {
-            for (const Status status :
-                 {Status::uploading, Status::verified, Status::replaced, Status::failed, Status::needsAttention}) {
-              if (rawValue(status) == text) make.status = status;
-            }
-          },
-          "state of the Warp [verified; replaced with --mark]")
-      ->check(CLI::IsMember({"uploading", "verified", "replaced", "failed", "needsAttention"}).description(""))
-      ->type_name("uploading|verified|replaced|failed|needsAttention");
+  addChoice<Status>(command, "--status", make.status,
+                    {{"uploading", Status::uploading},
+                     {"verified", Status::verified},
+                     {"replaced", Status::replaced},
+                     {"failed", Status::failed},
+                     {"needsAttention", Status::needsAttention}},
+                    "state of the Warp [verified; replaced with --mark]");
   command->add_option("--failure", make.failureDescription, "the manifest's failure text")->type_name("TEXT");
   command->add_option("--samples", make.samples, "how many files are named as verification samples")
       ->type_name("N")

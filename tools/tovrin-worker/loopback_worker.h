@@ -19,7 +19,7 @@ struct LoopbackWorkerOptions {
   std::uint16_t port = 0;  ///< 0: the system chooses
   /// Ready accounts poll by poll, the last number staying: "12", "0,4,11,7/12" (ready/total).
   std::string accounts = "12";
-  std::filesystem::path log;  ///< empty: none
+  std::filesystem::path log{};  ///< empty: none
 };
 
 /// A stand-in for a storage worker on 127.0.0.1 that serves objects from a folder and goes wrong on request. It speaks
