@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "platform/file_system.h"
