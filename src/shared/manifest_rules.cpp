@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "foundation/encoding.h"
 #include "foundation/path.h"
 #include "platform/text.h"
 
@@ -13,10 +14,6 @@ namespace {
 
 bool fits(std::int64_t offset, std::int64_t length) {
   return offset >= 0 && length >= 0 && length <= std::numeric_limits<std::int64_t>::max() - offset;
-}
-
-bool isASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 /// Paths by canonical equivalence. Most are ASCII, which is its own canonical form and is not copied.
@@ -138,15 +135,13 @@ bool hasOnlyAbsolutePaths(const TovrinWarpSharedManifest& manifest) {
 }
 
 bool liesInside(std::string_view path, std::string_view originalFolderPath) {
-  if (path == originalFolderPath) return true;
-  if (path.starts_with(originalFolderPath) && originalFolderPath.ends_with('/') && isASCII(path)) return true;
+  const bool isOpenEnded = originalFolderPath.ends_with('/');
   if (isASCII(path) && isASCII(originalFolderPath))
-    return path.starts_with(originalFolderPath) && path.size() > originalFolderPath.size() &&
-           path[originalFolderPath.size()] == '/';
-  if (canonicallyEqual(path, originalFolderPath)) return true;
+    return path.starts_with(originalFolderPath) &&
+           (isOpenEnded || path.size() == originalFolderPath.size() || path[originalFolderPath.size()] == '/');
   std::string prefix(originalFolderPath);
-  if (!prefix.ends_with('/')) prefix += '/';
-  return hasCanonicalPrefix(path, prefix);
+  if (!isOpenEnded) prefix += '/';
+  return canonicallyEqual(path, originalFolderPath) || hasCanonicalPrefix(path, prefix);
 }
 
 }  // namespace tovrin
