@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "foundation/encoding.h"
 #include "foundation/json/coding.h"
 #include "foundation/json/decoder.h"
 #include "foundation/json/encoder.h"
@@ -39,10 +40,6 @@ using StatesByPath = std::map<std::string, State>;
 
 /// Paths by canonical form: equivalent ones are the same, and their order is the platform's plain text order.
 using PathSet = std::map<std::string, std::string>;
-
-bool isASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 /// The path's entry, under whichever equivalent spelling it is kept.
 StatesByPath::iterator findEquivalent(StatesByPath& states, const std::string& path) {
