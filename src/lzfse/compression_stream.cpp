@@ -25,7 +25,7 @@ compression_status compression_stream_process(compression_stream* stream, int fl
   bool progress = true;
   while (progress && decoder->state() == StreamDecoder::State::decoding) {
     const std::span<const std::uint8_t> output = decoder->decode(input, stream->dst_size);
-    stream->dst_ptr = std::ranges::copy(output, stream->dst_ptr).out;
+    stream->dst_ptr = std::copy_n(output.data(), output.size(), stream->dst_ptr);
     stream->dst_size -= output.size();
     progress = !output.empty() && stream->dst_size > 0;
   }
