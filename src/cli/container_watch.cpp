@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace tovrin::cli {
@@ -24,21 +25,28 @@ ContainerWatch::~ContainerWatch() {
   if (descriptor_ >= 0) close(descriptor_);
 }
 
-/// Adding a folder again changes nothing, and a folder that was made meanwhile is added.
-bool ContainerWatch::watches() {
-  if (descriptor_ < 0 || inotify_add_watch(descriptor_, folder_.c_str(), kChanges) < 0) return false;
+/// Watching a folder again changes nothing. One that is watched for the first time may have changed before that.
+ContainerWatch::Coverage ContainerWatch::cover(const std::filesystem::path& folder) {
+  const int watch = descriptor_ < 0 ? -1 : inotify_add_watch(descriptor_, folder.c_str(), kChanges);
+  if (watch < 0) return Coverage::partial;
+  return watched_.insert(watch).second ? Coverage::changed : Coverage::complete;
+}
+
+ContainerWatch::Coverage ContainerWatch::cover() {
+  Coverage coverage = cover(folder_);
   std::error_code error;
-  bool all = true;
   for (const auto& child : std::filesystem::directory_iterator(folder_, error)) {
     std::error_code ignored;
-    if (child.is_directory(ignored)) all &= inotify_add_watch(descriptor_, child.path().c_str(), kChanges) >= 0;
+    if (child.is_directory(ignored)) coverage = std::max(coverage, cover(child.path()));
   }
-  return all && !error;
+  return error ? std::max(coverage, Coverage::partial) : coverage;
 }
 
 bool ContainerWatch::waitForChange(const InterruptWatch& interruption) {
+  const Coverage coverage = cover();
+  if (coverage == Coverage::changed) return !interruption.requested();
   std::array<pollfd, 2> sources{pollfd{interruption.descriptor(), POLLIN, 0}, pollfd{descriptor_, POLLIN, 0}};
-  poll(sources.data(), sources.size(), watches() ? -1 : kPollMilliseconds);
+  poll(sources.data(), sources.size(), coverage == Coverage::complete ? -1 : kPollMilliseconds);
   if (interruption.requested()) return false;
   poll(sources.data(), 1, kSettleMilliseconds);
   std::array<char, 4096> events;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <unordered_set>
 
 #include "cli/interruption.h"
 
@@ -15,14 +16,17 @@ class ContainerWatch {
   ContainerWatch(const ContainerWatch&) = delete;
   ContainerWatch& operator=(const ContainerWatch&) = delete;
 
-  /// False once interrupted.
+  /// False once interrupted. May wake up without a change, never sleeps through one.
   bool waitForChange(const InterruptWatch& interruption);
 
  private:
-  bool watches();
+  enum class Coverage { complete, partial, changed };
+  Coverage cover();
+  Coverage cover(const std::filesystem::path& folder);
 
   std::filesystem::path folder_;
   int descriptor_;
+  std::unordered_set<int> watched_;
 };
 
 }  // namespace tovrin::cli
