@@ -27,9 +27,10 @@ bool TovrinFileProviderItem::isUploaded() const {
 }
 
 NSFileProviderItemVersion TovrinFileProviderItem::itemVersion() const {
-  const std::string text = fields_.filename + "-" + std::to_string(fields_.documentSize.value_or(0)) + "-" +
-                           shortestDecimal(fields_.contentModificationDate.value_or(Date{}).secondsSince1970);
-  return {text, text};
+  std::string text = fields_.filename;
+  text.append("-").append(std::to_string(fields_.documentSize.value_or(0)));
+  text.append("-").append(shortestDecimal(fields_.contentModificationDate.value_or(Date{}).secondsSince1970));
+  return {.contentVersion = text, .metadataVersion = std::move(text)};
 }
 
 SharedItem TovrinFileProviderItem::withEditedContents(std::int64_t documentSize, Date contentModificationDate) const {
