@@ -181,7 +181,7 @@ void addInspectCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* lzfse = calls.add("lzfse", "Decode a bare LZFSE stream", "tovrin inspect lzfse a.lzfse -o a",
                               {{"FILE", "A file that is one stream"}},
                               [output](Session&, const Words& words) { return inspectLZFSE(words[0], *output); });
-  lzfse->add_option("-o,--output", *output, "Where to put what it holds")->required()->option_text("OUT");
+  lzfse->add_option("-o,--output", *output, "Where to put what it holds (needed)")->required()->option_text("OUT");
 }
 
 }  // namespace tovrin::cli

@@ -17,6 +17,7 @@ struct Words {
   std::string item = "/";
   bool isLong = false;
   bool recursive = false;
+  bool slash = false;
 };
 
 /// One folder's items, under the name by which the folder was reached.
@@ -36,26 +37,35 @@ std::string modeText(const TovrinFileProviderItem& item) {
   return text;
 }
 
-std::string longText(const std::vector<NamedItem>& items) {
+std::string shownName(const NamedItem& named, const Words& words) {
+  return printable(named.name) + (words.slash && isFolder(*named.item) ? "/" : "");
+}
+
+std::string longText(const std::vector<NamedItem>& items, const Words& words) {
   const auto sizeText = [](const TovrinFileProviderItem& item) {
     return item.documentSize() ? std::to_string(*item.documentSize()) : std::string("-");
   };
   std::size_t width = 0;
   for (const NamedItem& named : items) width = std::max(width, sizeText(*named.item).size());
   std::string text;
-  for (const auto& [item, name] : items) {
+  for (const NamedItem& named : items) {
+    const SharedItem& item = named.item;
     const std::string date = item->contentModificationDate() ? readableDate(*item->contentModificationDate()) : "-";
-    text += fmt::format("{} {:>{}} {:>16} {}", modeText(*item), sizeText(*item), width, date, printable(name));
+    text += fmt::format("{} {:>{}} {:>16} {}", modeText(*item), sizeText(*item), width, date, shownName(named, words));
     if (isSymbolicLink(*item)) text += " -> " + printable(item->entry()->symlinkTarget.value_or(""));
     text += '\n';
   }
   return text;
 }
 
-std::string shortText(const std::vector<NamedItem>& items) {
+std::string shortText(const std::vector<NamedItem>& items, const Words& words) {
   std::string text;
-  for (const NamedItem& named : items) text += printable(named.name) + '\n';
+  for (const NamedItem& named : items) text += shownName(named, words) + '\n';
   return text;
+}
+
+std::string text(const std::vector<NamedItem>& items, const Words& words) {
+  return words.isLong ? longText(items, words) : shortText(items, words);
 }
 
 std::string joined(const std::string& folder, const std::string& name) {
@@ -84,7 +94,7 @@ std::expected<void, Failure> walk(Session& session, const NSFileProviderItemIden
   return {};
 }
 
-/// The items of a container, or the item itself when it holds nothing by its kind.
+/// The item itself, when it is no folder.
 std::expected<std::optional<NamedItem>, Failure> singleItem(Session& session, const ItemArgument& argument,
                                                             const Words& words) {
   if (argument.identifier == NSFileProviderWorkingSetContainerItemIdentifier) return std::nullopt;
@@ -100,8 +110,7 @@ Outcome printText(Session& session, const NSFileProviderItemIdentifier& containe
     const std::string title =
         words.recursive ? fmt::format("{}{}:\n", first ? "" : "\n", printable(listing.title)) : "";
     first = false;
-    return about("standard output",
-                 writeStandardOutput(title + (words.isLong ? longText(listing.items) : shortText(listing.items))));
+    return about("standard output", writeStandardOutput(title + text(listing.items, words)));
   }));
   return kExitDone;
 }
@@ -122,8 +131,7 @@ Outcome list(Session& session, const Words& words, bool json) {
     return printLine(jsonText([&](JSONWriter& writer) { writeItems(writer, std::span(&single->item, 1)); }));
   }
   if (single) {
-    const std::vector<NamedItem> items{*single};
-    TOVRIN_CHECK(about("standard output", writeStandardOutput(words.isLong ? longText(items) : shortText(items))));
+    TOVRIN_CHECK(about("standard output", writeStandardOutput(text({*single}, words))));
     return kExitDone;
   }
   return json ? printJSON(session, argument.identifier, words) : printText(session, argument.identifier, words);
@@ -137,6 +145,7 @@ void addListCommand(CLI::App& app, Invocation& invocation) {
   command->add_option("ITEM", words->item, "A path as the domain shows it, or an identifier")->option_text(" ");
   command->add_flag("-l,--long", words->isLong, "With type, permissions, size and date");
   command->add_flag("-R,--recursive", words->recursive, "With everything below it");
+  command->add_flag("-p,--slash", words->slash, "With a “/” behind the names of folders");
   command->add_flag("--json", invocation.json, "Print the items as one JSON array");
   command->callback([&invocation, words] {
     invocation.run = [&invocation, words](Session& session) { return list(session, *words, invocation.json); };

@@ -46,7 +46,11 @@ void checkWarp(ManifestStore& store, const IndexedManifest& warp, std::optional<
                Findings& findings) {
   const TovrinWarpSharedManifest& manifest = warp.manifest();
   const std::string subject = warpSubject(manifest);
-  if (hidden) findings.push_back(note("hidden", subject, "Hidden: " + *std::move(hidden) + "."));
+  if (hidden) {
+    findings.push_back(note("hidden", subject, "Hidden: " + *std::move(hidden) + "."));
+  } else if (markedWarpID(manifest.originalFolderPath) != manifest.warpID) {
+    findings.push_back(note("edits", subject, "Edits are refused: the folder does not carry the marker of this Warp."));
+  }
   if (manifest.status == TovrinWarpSharedStatus::failed || manifest.status == TovrinWarpSharedStatus::needsAttention) {
     const std::string_view reason = manifest.failureDescription.value_or("The main application gave no reason.");
     findings.push_back(

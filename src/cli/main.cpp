@@ -24,18 +24,21 @@ std::string callName(const CLI::App& app) {
 }
 
 std::string usageLine(const CLI::App& command) {
-  const std::string help = command.help();
+  const std::string help = command.help(command.get_parent() == nullptr ? "" : callName(*command.get_parent()));
   const std::size_t start = help.find("Usage:");
   return help.substr(start, help.find('\n', start) - start);
 }
 
-std::string complaint(const CLI::App& command, const CLI::ParseError& error) {
-  const std::vector<std::string> unknown = command.remaining();
-  const bool wantsCommand = !command.get_subcommands({}).empty();
-  if (wantsCommand && !unknown.empty() && !unknown.front().starts_with('-')) {
-    return fmt::format("there is no command “{}”", printable(unknown.front()));
+std::string complaint(const CLI::App& app, const CLI::App& command, const CLI::ParseError& error) {
+  if (command.get_subcommands({}).empty()) return printable(error.what());
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (unknown.empty()) {
+    const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    return isMissing ? fmt::format("“{}” needs a command", callName(command)) : printable(error.what());
   }
-  return printable(error.what());
+  const std::string word = printable(unknown.front());
+  return word.starts_with('-') ? fmt::format("there is no option “{}”", word)
+                               : fmt::format("there is no command “{} {}”", callName(command), word);
 }
 
 int reportWrongWords(const CLI::App& app, const CLI::ParseError& error, bool noWords) {
@@ -44,7 +47,7 @@ int reportWrongWords(const CLI::App& app, const CLI::ParseError& error, bool noW
     return kExitWrongWords;
   }
   const CLI::App& command = deepestParsed(app);
-  fmt::print(stderr, "tovrin: {}\n{}\nMore: {} --help\n", complaint(command, error), usageLine(command),
+  fmt::print(stderr, "tovrin: {}\n{}\nMore: {} --help\n", complaint(app, command, error), usageLine(command),
              callName(command));
   return kExitWrongWords;
 }
@@ -70,11 +73,12 @@ void describe(CLI::App& app, Invocation& invocation) {
   app.name("tovrin");
   app.get_formatter()->column_width(26);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.get_formatter()->label("Positionals", "Words");
+  app.get_formatter()->label("Positionals", "Arguments");
   app.require_subcommand(1);
   app.set_version_flag("--version", "tovrin " TOVRIN_VERSION);
   app.add_option("--container", invocation.container, "The container shared with the main application")
       ->envname("TOVRIN_CONTAINER")
+      ->type_name("DIR")
       ->option_text("DIR");
   app.footer(
       "Example:\n  tovrin ls '/Warped Files'\n\nThe container can be named by the variable TOVRIN_CONTAINER, too.");

@@ -50,6 +50,12 @@ TEST_F(Ls, tellsTypePermissionsSizeDateAndTarget) {
             "drwx------  -                - sub\n");
 }
 
+TEST_F(Ls, marksFoldersWhenAsked) {
+  installPhotos();
+  EXPECT_EQ(run({"ls", "-p", kPhotos}).out, "a.jpg\nlink\nnotes\nsub/\n");
+  EXPECT_NE(run({"ls", "-lp", kPhotos}).out.find(" sub/\n"), std::string::npos);
+}
+
 TEST_F(Ls, goesThroughAllFoldersBelow) {
   installPhotos();
   EXPECT_EQ(run({"ls", "-R", "/Warped Files/Users"}).out,
