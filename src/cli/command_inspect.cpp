@@ -148,7 +148,7 @@ void addInspectCommand(CLI::App& app, Invocation& invocation) {
   CLI::App* inspect =
       addCommand(app, "inspect", "Answer one question as JSON, for tools", "tovrin inspect children warped-root");
   inspect->require_subcommand(1);
-  // A call's words are parsed before the callback of the command above it, so this holds however they are told wrong.
+  // Every call prints JSON, errors too.
   inspect->preparse_callback([&invocation](std::size_t) { invocation.json = true; });
 
   InspectCalls calls(*inspect, invocation);

@@ -45,6 +45,4 @@ void reportFailure(const Failure& failure, ErrorFormat format) {
   fmt::print(stderr, "tovrin: {}{}\n", subject, printable(sentence(failure.error)));
 }
 
-void reportWarning(std::string_view message) { fmt::print(stderr, "tovrin: {}\n", printable(message)); }
-
 }  // namespace tovrin::cli

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string_view>
+#include <string>
 
 #include "cli/outcome.h"
 
@@ -13,7 +13,5 @@ void reportFailure(const Failure& failure, ErrorFormat format);
 
 /// A decoding error by its key path and rule, any other error by its own description.
 std::string sentence(const NSError& error);
-
-void reportWarning(std::string_view message);
 
 }  // namespace tovrin::cli

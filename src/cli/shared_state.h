@@ -1,10 +1,5 @@
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include "local/cached_items.h"
 #include "materialize/materialization_state.h"
 #include "platform/platform.h"
 

@@ -1,6 +1,7 @@
 #include <signal.h>
 
 #include "cli/command_fixture.h"
+#include "support/lock_holder.h"
 
 namespace tovrin {
 namespace {
@@ -90,6 +91,20 @@ TEST_F(Doctor, tellsWhichRuleHidesAWarp) {
   EXPECT_EQ(finding("note     hidden     /h/unnamed"),
             "note     hidden     /h/unnamed (unnamed): Hidden: manifest-visibility-index.json does not name it.");
   EXPECT_EQ(run({"doctor"}).status, 0);
+}
+
+TEST_F(Doctor, saysWhenAWarpTakesNoEdits) {
+  installHealthyContainer();
+  EXPECT_EQ(
+      finding("note     edits"),
+      "note     edits      /Users/ann/Photos (W1): Edits are refused: the folder does not carry the marker of this "
+      "Warp.");
+}
+
+TEST_F(Doctor, namesTheHolderOfALock) {
+  installHealthyContainer();
+  const LockHolderProcess holder(warp() / "warp-mutation.lock");
+  EXPECT_TRUE(finding("note     locks      warp-mutation.lock: Held by process ").ends_with(")."));
 }
 
 TEST_F(Doctor, passesOnWhyAWarpFailed) {
