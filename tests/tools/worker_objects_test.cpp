@@ -116,6 +116,9 @@ TEST_F(WorkerObjects, answerHEADWithTheHeadersOfGETAndNoBody) {
   EXPECT_EQ(head.header("Content-Length"), "5");
   client.send(getText(target("a")));
   EXPECT_EQ(client.receive().body, "bytes");
+  client.send("HEAD " + target("a") + " HTTP/1.1\r\nHost: x\r\n\r\n" + getText(target("a")));
+  EXPECT_EQ(client.receive(true).status, 401);
+  EXPECT_EQ(client.receive().body, "bytes");
   EXPECT_EQ(send("HEAD", target("none")).status, 404);
 }
 

@@ -183,9 +183,10 @@ bool LoopbackWorker::State::serveRequest(Connection& connection, const RequestHe
   std::optional<InFlight> inFlight;
   if (exchange.route == Route::object) inFlight.emplace(objectsInFlight, mostObjectsInFlight);
 
+  // The generation first: a clear after the faults are taken must let go of this request.
+  const auto released = [this, generation = faults.generation()] { return faults.generation() != generation; };
   const RequestFaults requestFaults =
       exchange.route == Route::control ? RequestFaults({}) : faults.take(exchange.route, exchange.key);
-  const auto released = [this, generation = faults.generation()] { return faults.generation() != generation; };
   if (const Fault* silent = requestFaults.find(Fault::Kind::silent)) {
     connection.hold(silent->seconds(), released);
     log.finish(entry, 0);
@@ -197,6 +198,7 @@ bool LoopbackWorker::State::serveRequest(Connection& connection, const RequestHe
     return false;
   }
   Response response = chooseResponse(exchange, requestFaults);
+  response.withoutBody = head.method == "HEAD";
   const std::string* wish = head.header("Connection");
   const bool announceClose = head.http10 || !exchange.bodyRead || (wish && sameHeaderName(*wish, "close"));
   if (announceClose) response.headers.emplace_back("Connection", "close");

@@ -33,7 +33,7 @@ struct Responder::Framing {
 };
 
 Response textResponse(int status, std::string message, std::string type) {
-  Response response{.status = status, .headers = {}, .body = std::move(message) + "\n", .withoutBody = false};
+  Response response{.status = status, .body = std::move(message) + "\n"};
   response.headers = {{"Content-Type", std::move(type)},
                       {"X-Content-Type-Options", "nosniff"},
                       {"Date", formatHTTPDate(std::time(nullptr))},

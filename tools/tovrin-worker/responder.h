@@ -22,8 +22,8 @@ struct FileBody {
 struct Response {
   int status = 200;
   /// In their order on the wire; "Content-Length" marks where the length goes.
-  Headers headers;
-  std::variant<std::string, FileBody> body;
+  Headers headers{};
+  std::variant<std::string, FileBody> body{};
   bool withoutBody = false;  ///< the length is declared and nothing follows: an answer to HEAD
 };
 

@@ -20,14 +20,14 @@ Response methodNotAllowed(std::string allowed) {
 }
 
 Response emptyResponse(Headers headers = {}) {
-  Response response{.status = 200, .headers = std::move(headers), .body = std::string(), .withoutBody = false};
+  Response response{.status = 200, .headers = std::move(headers)};
   response.headers.emplace_back("Date", formatHTTPDate(std::time(nullptr)));
   response.headers.emplace_back("Content-Length", "");
   return response;
 }
 
 Response dataResponse(std::string type, std::string body) {
-  Response response{.status = 200, .headers = {}, .body = std::move(body), .withoutBody = false};
+  Response response{.status = 200, .body = std::move(body)};
   response.headers = {
       {"Content-Type", std::move(type)}, {"Date", formatHTTPDate(std::time(nullptr))}, {"Content-Length", ""}};
   return response;
@@ -104,19 +104,13 @@ Response Routes::object(Exchange& exchange) {
 }
 
 Response Routes::getObject(const Exchange& exchange, std::string_view bucket) {
-  const bool head = exchange.head.method == "HEAD";
   auto object = store_.open(bucket, exchange.key);
-  if (!object) {
-    Response response = textResponse(404, "object not found");
-    response.withoutBody = head;
-    return response;
-  }
+  if (!object) return textResponse(404, "object not found");
   const std::string date = formatHTTPDate(std::time(nullptr));
   if (isUnchanged(exchange.head, *object)) {
-    return {
-        .status = 304, .headers = {{"Etag", object->etag}, {"Date", date}}, .body = std::string(), .withoutBody = true};
+    return {.status = 304, .headers = {{"Etag", object->etag}, {"Date", date}}};
   }
-  Response response{.status = 200, .headers = {}, .body = std::string(), .withoutBody = head};
+  Response response{.status = 200};
   FileBody body{.file = std::move(object->file), .offset = 0, .size = object->size};
   response.headers = {{"Accept-Ranges", "bytes"}, {"Content-Length", ""}};
   if (const std::string* text = exchange.head.header("Range")) {
