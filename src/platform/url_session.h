@@ -35,9 +35,10 @@ struct ReceivedData {
   std::string body;
 };
 
-/// HTTP GET. Any status is a response; transport errors are of NSURLErrorDomain (-999 when `stop` was requested). A URL
-/// that does not parse fails with -1000 before anything is sent. At most 20 redirects are followed, and the Authorization
-/// header is not sent to another host, port or scheme. Safe to use from any thread; calls block their own thread only.
+/// GET over HTTP or HTTPS. Any status is a response; transport errors are of NSURLErrorDomain (-999 when `stop` was
+/// requested). A URL that does not parse fails with -1000 before anything is sent. At most 20 redirects are followed, and
+/// the Authorization header is not sent to another host, port or scheme. Safe to use from any thread; calls block their
+/// own thread only.
 class URLSession {
  public:
   virtual ~URLSession() = default;

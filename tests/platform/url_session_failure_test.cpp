@@ -86,7 +86,7 @@ TEST_F(URLSessionFixture, cannotFindAHostWithoutAnAddress) {
 
 TEST_F(URLSessionFixture, refusesAURLThatDoesNotParse) {
   for (const std::string url : {"", "http://", "http://127.0.0.1:99999/", "http://127.0.0.1:x/", "http://[::1/",
-                                "http://a b/", "ftp://127.0.0.1/", "https://127.0.0.1/", "file:///etc/passwd", "://"})
+                                "http://a b/", "ftp://127.0.0.1/", "file:///etc/passwd", "://"})
     EXPECT_EQ(urlErrorCode(request(url)), -1000) << url;
   EXPECT_EQ(urlErrorCode(request(std::string("http://127.0.0.1/\0x", 19))), -1000);
 }
@@ -121,6 +121,17 @@ TEST_F(URLSessionFixture, doesNotFollowARedirectAwayFromHTTP) {
         answering([&](const std::string&) { return httpResponse(302, "", "Location: " + target + "\r\n"); }));
     EXPECT_EQ(urlErrorCode(request(server.url())), -1011) << target;
   }
+}
+
+TEST_F(URLSessionFixture, followsARedirectToHTTPSAndSaysThatItIsNotSpokenThere) {
+  const RawServer plain([](RawConnection& connection, int) {
+    connection.send("HTTP/1.1 400 Bad Request\r\n\r\n");
+    connection.waitUntilClosed();
+  });
+  const RawServer server(answering(
+      [&](const std::string&) { return httpResponse(302, "", "Location: https://" + plain.address() + "/\r\n"); }));
+  EXPECT_EQ(urlErrorCode(request(server.url())), -1200);
+  EXPECT_GT(plain.connections(), 0);
 }
 
 TEST_F(URLSessionFixture, timesOutWhenNobodyAnswers) {
@@ -209,6 +220,8 @@ TEST_P(URLSessionCancellation, endsAtOnceHoweverLongTheSilence) {
   std::stop_source stop;
   const std::jthread canceller([&] {
     sent.get_future().wait();
+    // libcurl wakes up by itself in the first moments of a connection; afterwards only the request to stop does it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
     stop.request_stop();
   });
   const auto start = std::chrono::steady_clock::now();

@@ -19,6 +19,9 @@ constexpr long kReceiveBufferBytes = 256 * 1024;
 // A week: no wait is longer, and its milliseconds fit every integer of libcurl.
 constexpr double kLongestTimeoutSeconds = 7 * 24 * 60 * 60;
 
+// Only a redirect leads to a server that needs it.
+constexpr std::int64_t kSecureConnectionFailed = -1200;
+
 using HeaderList = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
 bool fitsHeaderLine(std::string_view text) {
@@ -68,8 +71,7 @@ void configure(CURL* easy, const URLRequest& request, const curl_slist* headers,
   curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaximumRedirects);
   // Every "//" and ".." of an object key is part of its name.
@@ -101,6 +103,10 @@ NSError errorFor(CURLcode code, CURL* easy) {
       return NSError::url(URLErrorCode::cannotFindHost);
     case CURLE_COULDNT_CONNECT:
       return NSError::url(URLErrorCode::cannotConnectToHost);
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PEER_FAILED_VERIFICATION:
+      return {NSURLErrorDomain, kSecureConnectionFailed,
+              "An SSL error has occurred and a secure connection to the server cannot be made."};
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR:
     case CURLE_GOT_NOTHING:
