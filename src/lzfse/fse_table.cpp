@@ -71,10 +71,13 @@ bool buildValueTable(Frequencies::View frequencies, Symbols symbols, std::span<c
   return forEachState(frequencies, symbols, static_cast<std::uint32_t>(table.size()),
                       [&](std::uint32_t state, std::size_t symbol, int bits, std::uint32_t delta) {
                         const ValueRange& range = ranges[symbol];
-                        table[state] = {.bits = static_cast<std::uint8_t>(bits + range.extra),
-                                        .extra = range.extra,
+                        const int allBits = bits + range.extra;
+                        table[state] = {.mask = (1U << allBits) - 1,
+                                        .extraMask = (1U << range.extra) - 1,
+                                        .base = range.base,
                                         .delta = static_cast<std::uint16_t>(delta),
-                                        .base = range.base};
+                                        .bits = static_cast<std::uint8_t>(allBits),
+                                        .extra = range.extra};
                       });
 }
 

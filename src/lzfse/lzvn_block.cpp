@@ -67,7 +67,11 @@ Progress LZVNBlock::run(Input& input, Window& window) {
 bool LZVNBlock::finishOpcode(Input& input, Window& window) {
   if (literalsLeft_ > 0) {
     const auto count = static_cast<std::uint32_t>(std::min({std::size_t{literalsLeft_}, input.size, window.room()}));
-    window.append(input.take(count), count);
+    if (count <= 16 && input.size >= 16) {
+      window.appendShort(input.take(count), count);
+    } else {
+      window.append(input.take(count), count);
+    }
     literalsLeft_ -= count;
     if (literalsLeft_ > 0) return false;
   }

@@ -56,11 +56,16 @@ inline void repeatShortPeriod(std::uint8_t* to, std::size_t period, std::size_t 
 
 /// Copies as if byte by byte from `distance` bytes back, so that bytes just written are repeated when it is short.
 inline void copyMatch(std::uint8_t* to, std::size_t distance, std::size_t count) {
-  if (distance >= 16) [[likely]] {
-    wideCopy(to, to - distance, count);
-  } else {
+  if (distance < 16) [[unlikely]] {
     repeatShortPeriod(to, distance, count);
+    return;
   }
+  // Matches over 16 bytes are so common that a branch on them would often be mispredicted.
+  const std::uint8_t* const from = to - distance;
+  copy16(to, from);
+  copy16(to + 16, from + 16);
+  if (count > 32) [[unlikely]]
+    wideCopy(to + 32, from + 32, count - 32);
 }
 
 }  // namespace tovrin::lzfse

@@ -27,6 +27,11 @@ class Window {
   /// Says that `count` bytes were written at the cursor.
   void advance(std::size_t count) { cursor_ += count; }
   void append(const std::uint8_t* bytes, std::size_t count);
+  /// Of at most 16 bytes and `room`. There must be 16 to read.
+  void appendShort(const std::uint8_t* bytes, std::size_t count) {
+    copy16(cursor_, bytes);
+    cursor_ += count;
+  }
   /// Of at most `room` bytes; `distance` is from 1 to `history`.
   void appendMatch(std::size_t distance, std::size_t count);
 
@@ -37,11 +42,10 @@ class Window {
   static_assert(kHistory >= kMaxDistance);
   static_assert(kFresh / 2 >= kHistory, "the history must not overlap the place that it is moved to");
 
+  std::array<std::uint8_t, kHistory + kFresh + kCopySlack> bytes_;  // not cleared: a small stream uses little of it
   std::uint8_t* cursor_ = bytes_.data();
   std::uint8_t* opened_ = bytes_.data();
   std::uint8_t* limit_ = bytes_.data();
-  std::array<std::uint8_t, kHistory + kFresh + kCopySlack>
-      bytes_;  // not cleared: 0.8 MB, of which a small file uses little
 };
 
 }  // namespace tovrin::lzfse
