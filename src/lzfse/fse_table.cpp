@@ -4,43 +4,10 @@
 #include <numeric>
 #include <span>
 
-#include "lzfse/limits.h"
+#include "lzfse/symbol_ranges.h"
 
 namespace tovrin::lzfse {
 namespace {
-
-/// The values of a symbol: `base` and the numbers that `extra` bits can add to it.
-struct ValueRange {
-  std::uint8_t extra;
-  std::uint32_t base;
-};
-
-/// Each range begins where the one before it ends.
-template <std::size_t n>
-constexpr std::array<ValueRange, n> rangesOf(const std::array<std::uint8_t, n>& extras) {
-  std::array<ValueRange, n> ranges{};
-  std::uint32_t base = 0;
-  for (std::size_t symbol = 0; symbol < n; ++symbol) {
-    ranges[symbol] = {extras[symbol], base};
-    base += 1U << extras[symbol];
-  }
-  return ranges;
-}
-
-constexpr auto kLiteralRunRanges = rangesOf<kLiteralRunSymbols>({0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
-                                                                 0, 0, 0, 0, 0, 0, 2, 3, 5, 8});
-constexpr auto kMatchLengthRanges = rangesOf<kMatchLengthSymbols>({0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
-                                                                   0, 0, 0, 0, 0, 0, 3, 5, 8, 11});
-constexpr auto kDistanceRanges = [] {
-  std::array<std::uint8_t, kDistanceSymbols> extras{};
-  for (std::size_t symbol = 0; symbol < extras.size(); ++symbol) extras[symbol] = static_cast<std::uint8_t>(symbol / 4);
-  return rangesOf(extras);
-}();
-
-constexpr std::uint32_t largest(const ValueRange& range) { return range.base + (1U << range.extra) - 1; }
-static_assert(largest(kLiteralRunRanges.back()) == kMaxLiteralRun);
-static_assert(largest(kMatchLengthRanges.back()) == kMaxMatchLength);
-static_assert(largest(kDistanceRanges.back()) == kMaxDistance);
 
 /// Calls `fill(state, symbol, bits, delta)` for every state.
 template <class Fill>
