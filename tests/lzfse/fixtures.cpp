@@ -9,18 +9,27 @@
 namespace tovrin {
 namespace {
 
-using Row = std::vector<std::string>;
+/// By the names of the columns.
+using Row = std::map<std::string, std::string>;
 
-/// The rows of a table of tab-separated values, without its heading.
+std::vector<std::string> fieldsOf(const std::string& line) {
+  std::istringstream stream(line);
+  std::vector<std::string> fields;
+  for (std::string field; std::getline(stream, field, '\t');) fields.push_back(field);
+  return fields;
+}
+
+/// The rows of a table of tab-separated values with a heading.
 std::vector<Row> rowsOf(const std::filesystem::path& table) {
   std::istringstream lines(readFile(table));
   std::string line;
   std::getline(lines, line);
+  const std::vector<std::string> columns = fieldsOf(line);
   std::vector<Row> rows;
   while (std::getline(lines, line)) {
-    std::istringstream fields(line);
+    const std::vector<std::string> fields = fieldsOf(line);
     Row row;
-    for (std::string field; std::getline(fields, field, '\t');) row.push_back(field);
+    for (std::size_t i = 0; i < columns.size(); ++i) row[columns[i]] = fields.at(i);
     rows.push_back(row);
   }
   return rows;
@@ -38,7 +47,9 @@ DamagedStream::Outcome outcomeNamed(const std::string& name) {
 std::vector<GoodStream> goodStreams(const std::filesystem::path& folder) {
   std::vector<GoodStream> streams;
   for (const Row& row : rowsOf(folder / "SHA256SUMS.tsv")) {
-    streams.push_back({row.at(0), readFile(folder / row.at(0)), std::stoul(row.at(2)), row.at(3)});
+    const std::string& name = row.at("name");
+    streams.push_back(
+        {name, readFile(folder / name), std::stoul(row.at("decoded_bytes")), row.at("sha256_of_decoded")});
   }
   return streams;
 }
@@ -46,10 +57,12 @@ std::vector<GoodStream> goodStreams(const std::filesystem::path& folder) {
 std::vector<DamagedStream> damagedStreams(const std::filesystem::path& folder) {
   std::vector<DamagedStream> streams;
   for (const Row& row : rowsOf(folder / "EXPECTED.tsv")) {
-    DamagedStream stream{row.at(0), readFile(folder / row.at(0)), outcomeNamed(row.at(2)), std::nullopt};
+    const std::string& name = row.at("name");
+    DamagedStream stream{name, readFile(folder / name), outcomeNamed(row.at("expected_outcome")), std::nullopt};
     if (stream.outcome == DamagedStream::Outcome::valid) {
-      stream.decoded = GoodStream{row.at(0), stream.stream, std::stoul(row.at(4)), row.at(6)};
-      stream.unread = std::stoul(row.at(5));
+      stream.decoded =
+          GoodStream{name, stream.stream, std::stoul(row.at("decoded_bytes")), row.at("sha256_of_decoded")};
+      stream.unread = std::stoul(row.at("unread_bytes"));
     }
     streams.push_back(stream);
   }
