@@ -8,6 +8,7 @@
 #include "foundation/json/encoder.h"
 #include "foundation/path.h"
 #include "platform/text.h"
+#include "shared/manifest_rules.h"
 
 namespace tovrin {
 
@@ -47,13 +48,6 @@ namespace {
 
 bool isFiniteIfPresent(const std::optional<Date>& date) { return !date || date->isFinite(); }
 
-bool isChecksum(std::string_view text) {
-  const auto isHexDigit = [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-  };
-  return text.size() == 64 && std::ranges::all_of(text, isHexDigit);
-}
-
 /// What the path of every pending copy begins with.
 std::string pendingCopyPrefix(const WarpDirectory& warp) {
   std::string prefix = standardizedPath(warp.pendingWriteback().string());
@@ -73,7 +67,7 @@ bool hasValidPendingFields(const TovrinWarpSharedCachedItemRecord& record, std::
   const auto& checksum = record.pendingWritebackChecksumSHA256;
   if (!path && !size && !checksum) return true;
   return path && size && checksum && hasCanonicalPrefix(standardizedPath(*path), prefix) && *size >= 0 &&
-         isChecksum(*checksum);
+         isSHA256Hex(*checksum);
 }
 
 }  // namespace

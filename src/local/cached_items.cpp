@@ -35,7 +35,8 @@ Result<std::shared_ptr<const CachedItemRecords>> CachedItemsJournal::records() {
   const std::filesystem::path path = warp.cachedItems();
   auto decoded = file_.load(path, platform_.clock,
                             [&warp](const std::string& bytes) { return CachedItemRecords::decode(bytes, warp); });
-  const bool isMissing = !decoded && (decoded.error().is(CocoaErrorCode::fileReadNoSuchFile) || !fileExists(path));
+  // Only a journal that is surely not there is an empty one: on any doubt the edits that it may name must not be lost.
+  const bool isMissing = !decoded && decoded.error().is(CocoaErrorCode::fileReadNoSuchFile);
   if (isMissing) return std::make_shared<const CachedItemRecords>();
   return decoded;
 }
@@ -54,7 +55,11 @@ Result<void> CachedItemsJournal::replaceRecord(std::string_view warpID, std::str
   const Record* previous = decoded->find(warpID, relativePath);
   std::vector<Record> changed = keptRecords(*decoded, now, previous);
   changed.push_back(change(previous != nullptr && isKept(*previous, now) ? previous : nullptr));
-  return save(std::move(changed));
+  // A journal that names an edit, or stops naming one, must outlive a crash of the machine; one that only says what was
+  // opened need not, and every open would pay for it.
+  const bool wasProtected = previous != nullptr && isProtected(*previous);
+  const bool concernsEdits = wasProtected || std::ranges::any_of(changed, isProtected);
+  return save(std::move(changed), concernsEdits ? Durability::durable : Durability::ordinary);
 }
 
 bool CachedItemsJournal::hasPendingWriteback(std::string_view warpID, std::string_view relativePath) {

@@ -10,6 +10,7 @@
 
 #include "foundation/date.h"
 #include "foundation/result.h"
+#include "platform/file_system.h"
 #include "platform/platform.h"
 #include "shared/decoded_file.h"
 
@@ -58,11 +59,11 @@ class CachedItemsJournal {
   /// What the file holds, too old records included, without a copy. Fails as `load` does.
   Result<std::shared_ptr<const CachedItemRecords>> records();
 
-  /// Caps at 20,000 records (protected ones first), writes atomically and durably, reads back and compares. Dates lose
-  /// their fraction of a second. Records that would not read back as they are given are NSCocoaErrorDomain 512 and
-  /// leave the file untouched; on any other failure the file is the previous one, or, when only the reading back
-  /// failed, the new one.
-  Result<void> save(std::vector<TovrinWarpSharedCachedItemRecord> records);
+  /// Caps at 20,000 records (protected ones first), writes atomically, reads back and compares. Dates lose their
+  /// fraction of a second. Records that would not read back as they are given are NSCocoaErrorDomain 512 and leave the
+  /// file untouched; on any other failure the file is the previous one, or, when only the reading back failed, the new
+  /// one.
+  Result<void> save(std::vector<TovrinWarpSharedCachedItemRecord> records, Durability durability = Durability::durable);
 
   /// Takes the cached-items lock, loads, replaces every record of this identity by `change(the first of them, if any)`
   /// at the end of the list, and saves.

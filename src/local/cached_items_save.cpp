@@ -41,7 +41,7 @@ NSError cannotBeJournalled() { return NSError::cocoa(CocoaErrorCode::fileWriteUn
 
 }  // namespace
 
-Result<void> CachedItemsJournal::save(std::vector<Record> records) {
+Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability durability) {
   TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
   TovrinWarpSharedCachedItemsState state;
   state.updatedAt = platform_.clock.now();
@@ -57,7 +57,7 @@ Result<void> CachedItemsJournal::save(std::vector<Record> records) {
 
   const std::filesystem::path path = warp.cachedItems();
   TOVRIN_CHECK(createDirectories(path.parent_path()));
-  TOVRIN_CHECK(writeFileAtomically(path, bytes, Durability::durable));
+  TOVRIN_CHECK(writeFileAtomically(path, bytes, durability));
   TOVRIN_TRY(const FileContents readBack, readWholeFile(path));
   if (readBack.bytes != bytes) return failure(cannotBeJournalled());
   file_.remember(path, readBack.identity, platform_.clock, *std::move(decoded));

@@ -48,6 +48,18 @@ IndexedManifest::IndexedManifest(TovrinWarpSharedManifest manifest)
   ordered_ = std::make_unique<std::once_flag[]>(folders_.size());
 }
 
+const TovrinWarpSharedEntry* IndexedManifest::hardLinkPrimary(const TovrinWarpSharedEntry& entry) const {
+  if (!entry.hardLinkPrimaryPath) return nullptr;
+  const TovrinWarpSharedEntry* primary = entryAt(*entry.hardLinkPrimaryPath);
+  if (primary == nullptr) {  // spelled in another normal form, which is rare enough for a search
+    const auto found = std::ranges::find_if(manifest_.entries, [&](const TovrinWarpSharedEntry& other) {
+      return canonicallyEqual(other.relativePath, *entry.hardLinkPrimaryPath);
+    });
+    if (found != manifest_.entries.end()) primary = &*found;
+  }
+  return primary != nullptr && isFile(primary->kind) ? primary : nullptr;
+}
+
 void IndexedManifest::indexPaths() {
   const std::vector<TovrinWarpSharedEntry>& entries = manifest_.entries;
   entryTable_.reserve(entries.size());

@@ -31,6 +31,10 @@ class IndexedManifest {
   /// The entry whose path has exactly these bytes, or null.
   const TovrinWarpSharedEntry* entryAt(std::string_view relativePath) const;
 
+  /// The file whose content this hard link shares, by canonical equivalence of the path; null when the entry is no hard
+  /// link or the other entry is no file.
+  const TovrinWarpSharedEntry* hardLinkPrimary(const TovrinWarpSharedEntry& entry) const;
+
   /// The entries (as indexes into the manifest's) whose parent is the Warp's own folder, in Finder order of their
   /// names. The Warp's root entry has no parent and is in no list.
   std::span<const std::uint32_t> topLevelEntries() const;

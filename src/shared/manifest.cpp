@@ -224,6 +224,9 @@ bool operator==(const TovrinWarpSharedManifest& a, const TovrinWarpSharedManifes
   return equal;
 }
 
+std::size_t hashValue(const TovrinWarpSharedPayloadPart& part) { return hashOf(part); }
+std::size_t hashValue(const TovrinWarpSharedSparseExtent& extent) { return hashOf(extent); }
+std::size_t hashValue(const TovrinWarpSharedHardLinkIdentity& identity) { return hashOf(identity); }
 std::size_t hashValue(const TovrinWarpSharedEntry& entry) { return hashOf(entry); }
 std::size_t hashValue(const TovrinWarpSharedManifest& manifest) { return hashOf(manifest); }
 

@@ -112,6 +112,9 @@ struct TovrinWarpSharedManifest {
   friend bool operator==(const TovrinWarpSharedManifest& a, const TovrinWarpSharedManifest& b);
 };
 
+std::size_t hashValue(const TovrinWarpSharedPayloadPart& part);
+std::size_t hashValue(const TovrinWarpSharedSparseExtent& extent);
+std::size_t hashValue(const TovrinWarpSharedHardLinkIdentity& identity);
 std::size_t hashValue(const TovrinWarpSharedEntry& entry);
 std::size_t hashValue(const TovrinWarpSharedManifest& manifest);
 

@@ -1,7 +1,5 @@
 #include "shared/manifest_indexes.h"
 
-#include <simdjson.h>
-
 #include <algorithm>
 #include <tuple>
 #include <utility>
@@ -45,6 +43,20 @@ struct RecordCoding<TovrinWarpSharedDestroyedManifestIndex> {
       field("generatedAt", &Index::generatedAt),
       field("records", &Index::records),
   };
+};
+
+namespace {
+
+/// The file at the top of a warped folder that names the Warp it belongs to.
+struct WarpMarker {
+  std::string warpID;
+};
+
+}  // namespace
+
+template <>
+struct RecordCoding<WarpMarker> {
+  static constexpr std::tuple fields{field("warpID", &WarpMarker::warpID)};
 };
 
 namespace {
@@ -95,8 +107,11 @@ std::shared_ptr<const std::unordered_set<std::string>> ManifestIndexes::visibleW
 
 Result<std::shared_ptr<const Tombstones>> ManifestIndexes::tombstones() {
   TOVRIN_TRY(const WarpDirectory directory, locateWarpDirectory(platform_.directories));
-  if (!fileExists(directory.destroyedManifestIndex())) return std::make_shared<const Tombstones>();
-  return tombstones_.load(directory.destroyedManifestIndex(), platform_.clock, decodeTombstones);
+  auto tombstones = tombstones_.load(directory.destroyedManifestIndex(), platform_.clock, decodeTombstones);
+  // Only a file that is surely not there stands for an empty list: on any doubt an edit must wait.
+  if (!tombstones && tombstones.error().is(CocoaErrorCode::fileReadNoSuchFile))
+    return std::make_shared<const Tombstones>();
+  return tombstones;
 }
 
 bool ManifestIndexes::isManifestLive(const TovrinWarpSharedManifest& manifest) {
@@ -117,13 +132,9 @@ std::optional<std::string> markedWarpID(std::string_view originalFolderPath) {
   marker /= ".tovrin-warped.json";
   const auto contents = readWholeFile(marker);
   if (!contents) return std::nullopt;
-  // The whole text must be JSON, whatever stands beside the one member that matters.
-  simdjson::dom::parser parser;
-  simdjson::dom::element document;
-  std::string_view warpID;
-  const auto error = parser.parse(contents->bytes).get(document);
-  if (error || document["warpID"].get_string().get(warpID)) return std::nullopt;
-  return std::string(warpID);
+  auto decoded = decodeJSON<WarpMarker>(contents->bytes);
+  if (!decoded) return std::nullopt;
+  return std::move(decoded->warpID);
 }
 
 }  // namespace tovrin

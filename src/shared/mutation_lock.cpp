@@ -18,8 +18,8 @@ constexpr std::chrono::milliseconds kRetryInterval(50);
 /// Part of what the two processes share, so the same number on every system.
 constexpr std::int64_t kBusyCode = 60;
 
-std::binary_semaphore mutationSemaphore(1);
-std::binary_semaphore cachedItemsSemaphore(1);
+ProcessSemaphore mutationSemaphore;
+ProcessSemaphore cachedItemsSemaphore;
 
 NSError busyError() {
   return {NSPOSIXErrorDomain, kBusyCode, "Another Tovrin file change is still finishing. Please try again."};
@@ -28,7 +28,7 @@ NSError busyError() {
 /// Gives the semaphore back unless the lock was taken.
 class SemaphoreHold {
  public:
-  explicit SemaphoreHold(std::binary_semaphore& semaphore) : semaphore_(&semaphore) {}
+  explicit SemaphoreHold(ProcessSemaphore& semaphore) : semaphore_(&semaphore) {}
   ~SemaphoreHold() {
     if (semaphore_ != nullptr) semaphore_->release();
   }
@@ -37,13 +37,24 @@ class SemaphoreHold {
   void handOver() { semaphore_ = nullptr; }
 
  private:
-  std::binary_semaphore* semaphore_;
+  ProcessSemaphore* semaphore_;
 };
 
-bool waitForTurn(std::binary_semaphore& semaphore, double timeout) {
-  // A wait of no length must still look once.
-  return semaphore.try_acquire() || (timeout > 0 && semaphore.try_acquire_for(std::chrono::duration<double>(timeout)));
-}
+/// An open lock file, closed unless it is handed over.
+class OpenLockFile {
+ public:
+  explicit OpenLockFile(int descriptor) : descriptor_(descriptor) {}
+  ~OpenLockFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  OpenLockFile(const OpenLockFile&) = delete;
+  OpenLockFile& operator=(const OpenLockFile&) = delete;
+  int descriptor() const { return descriptor_; }
+  int handOver() { return std::exchange(descriptor_, -1); }
+
+ private:
+  int descriptor_;
+};
 
 /// 0, or the errno of the attempt.
 int tryRecordLock(int descriptor, short type) {
@@ -57,29 +68,29 @@ int tryRecordLock(int descriptor, short type) {
 
 // The semaphore first: record locks belong to the process, so a second thread of ours would simply be granted the lock
 // that the first one still holds.
-Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path& file, std::binary_semaphore& semaphore,
+Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path& file, ProcessSemaphore& semaphore,
                                                  Clock& clock, double timeoutSeconds) {
   const double timeout = std::max(timeoutSeconds, 0.0);
   const double deadline = clock.systemUptime() + timeout;
-  if (!waitForTurn(semaphore, timeout)) return failure(busyError());
+  if (!semaphore.tryAcquireFor(std::chrono::duration<double>(timeout))) return failure(busyError());
   SemaphoreHold turn(semaphore);
 
   TOVRIN_CHECK(createDirectories(file.parent_path()));
-  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor < 0) return failure(NSError::posix(errno, "Tovrin could not open the shared Warp mutation lock."));
+  OpenLockFile lockFile(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (lockFile.descriptor() < 0)
+    return failure(NSError::posix(errno, "Tovrin could not open the shared Warp mutation lock."));
 
-  while (const int error = tryRecordLock(descriptor, F_WRLCK)) {
+  while (const int error = tryRecordLock(lockFile.descriptor(), F_WRLCK)) {
     const bool isHeldElsewhere = error == EAGAIN || error == EACCES;
     if (isHeldElsewhere && clock.systemUptime() < deadline) {
       clock.sleep(kRetryInterval, {});
       continue;
     }
-    ::close(descriptor);
     if (isHeldElsewhere) return failure(busyError());
     return failure(NSError::posix(error, "Tovrin could not lock shared Warp mutation state."));
   }
   turn.handOver();
-  return TovrinWarpSharedMutationLock(descriptor, semaphore);
+  return TovrinWarpSharedMutationLock(lockFile.handOver(), semaphore);
 }
 
 TovrinWarpSharedMutationLock::TovrinWarpSharedMutationLock(TovrinWarpSharedMutationLock&& other) noexcept

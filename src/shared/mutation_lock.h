@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <semaphore>
 
 #include "platform/platform.h"
+#include "shared/process_semaphore.h"
 #include "shared/warp_directory.h"
 
 namespace tovrin {
@@ -17,14 +17,14 @@ class [[nodiscard]] TovrinWarpSharedMutationLock {
   ~TovrinWarpSharedMutationLock();
 
  private:
-  friend Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path&, std::binary_semaphore&, Clock&,
+  friend Result<TovrinWarpSharedMutationLock> acquireLock(const std::filesystem::path&, ProcessSemaphore&, Clock&,
                                                           double);
-  TovrinWarpSharedMutationLock(int fileDescriptor, std::binary_semaphore& semaphore)
+  TovrinWarpSharedMutationLock(int fileDescriptor, ProcessSemaphore& semaphore)
       : fileDescriptor_(fileDescriptor), processSemaphoreToRelease_(&semaphore) {}
   void release();
 
   std::int32_t fileDescriptor_ = -1;
-  std::binary_semaphore* processSemaphoreToRelease_ = nullptr;
+  ProcessSemaphore* processSemaphoreToRelease_ = nullptr;
 };
 
 /// How long every caller of ours waits.

@@ -1,12 +1,14 @@
 #include "shared/warp_directory.h"
 
+#include "foundation/path.h"
+
 namespace tovrin {
 
 Result<WarpDirectory> locateWarpDirectory(const Directories& directories) {
   if (const auto container = directories.appGroupContainer())
-    return WarpDirectory((*container / "Warp").lexically_normal());
+    return WarpDirectory(standardizedPath((*container / "Warp").native()));
   if (const auto support = directories.applicationSupport())
-    return WarpDirectory((*support / "Tovrin" / "Warp").lexically_normal());
+    return WarpDirectory(standardizedPath((*support / "Tovrin" / "Warp").native()));
   return failure(NSError::cocoa(CocoaErrorCode::fileNoSuchFile));
 }
 

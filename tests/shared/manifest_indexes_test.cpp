@@ -130,6 +130,20 @@ TEST_F(ManifestIndexesTest, findAManifestNotLiveWhenItsMarkerCannotBeRead) {
   EXPECT_TRUE(indexes.isManifestLive(manifestIn(folder)));
 }
 
+TEST_F(ManifestIndexesTest, readAMarkerWithWhateverBesideTheWarp) {
+  const fs::path folder = platform.scratch / "Photos";
+  for (const char* marker :
+       {"\xEF\xBB\xBF{\"warpID\":\"W1\"}", R"({"n":100000000000000000000000000,"warpID":"W1","m":1e999})"}) {
+    writeFile(folder / ".tovrin-warped.json", marker);
+    EXPECT_TRUE(indexes.isManifestLive(manifestIn(folder))) << marker;
+  }
+}
+
+TEST_F(ManifestIndexesTest, doNotTakeTombstonesThatCannotBeReadForNone) {
+  fs::create_directories(platform.warpDirectory() / "destroyed-manifest-index.json");
+  EXPECT_FALSE(indexes.tombstones()) << "a folder in its place";
+}
+
 TEST_F(ManifestIndexesTest, findADestroyedManifestNotLive) {
   const fs::path folder = platform.scratch / "Photos";
   installMarker(folder, "W1");

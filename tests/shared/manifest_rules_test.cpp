@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -258,6 +259,28 @@ TEST(ManifestRules, runInOrderSoThatTheFirstBrokenOneIsReported) {
   expectRefused(manifestOf({entry}), {"entries"}, kOwnership);
   entry.path = "/Users/ann/Photos/a";
   expectRefused(manifestOf({entry}), {"entries"}, kHardLinks);
+}
+
+TEST(ManifestRules, doNotMatchTheKindWithThePayload) {
+  EntrySpec folder = entryAt("/Users/ann/Photos/folder");
+  folder.kind = "directory";
+  folder.payloadKey = "k";
+  folder.symlinkTarget = "anywhere";
+  expectAccepted(manifestOf({folder}));
+}
+
+TEST(ManifestRules, refuseDatesThatAreNotFinite) {
+  TovrinWarpSharedManifest manifest;
+  manifest.originalFolderPath = "/Users/a";
+  EXPECT_TRUE(hasConsistentDatesAndPaths(manifest));
+  manifest.createdAt = {std::numeric_limits<double>::infinity()};
+  EXPECT_FALSE(hasConsistentDatesAndPaths(manifest));
+  manifest.createdAt = {0};
+  manifest.uploadedAt = Date{std::numeric_limits<double>::quiet_NaN()};
+  EXPECT_FALSE(hasConsistentDatesAndPaths(manifest));
+  manifest.uploadedAt.reset();
+  manifest.replacedAt = Date{-std::numeric_limits<double>::infinity()};
+  EXPECT_FALSE(hasConsistentDatesAndPaths(manifest));
 }
 
 TEST(ManifestRules, findWhiteSpaceBeforeAnAbsolutePathHarmless) {

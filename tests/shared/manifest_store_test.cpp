@@ -13,6 +13,7 @@ namespace tovrin {
 namespace {
 
 namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
 
 class ManifestStoreTest : public testing::Test {
  protected:
@@ -35,8 +36,6 @@ class ManifestStoreTest : public testing::Test {
   ManifestStore store{platform.platform()};
 };
 
-using Names = std::vector<std::string>;
-
 TEST_F(ManifestStoreTest, findsTheWarpDirectoryInTheAppGroupContainer) {
   EXPECT_EQ(locateWarpDirectory(platform.directories)->path(), *platform.directories.container / "Warp");
 }
@@ -50,6 +49,18 @@ TEST_F(ManifestStoreTest, fallsBackToApplicationSupportWithoutAContainer) {
   EXPECT_TRUE(nowhere.error().is(CocoaErrorCode::fileNoSuchFile));
   EXPECT_TRUE(store.loadAll().empty());
   EXPECT_TRUE(store.load("W1").error().is(CocoaErrorCode::fileNoSuchFile));
+}
+
+TEST_F(ManifestStoreTest, standardizesThePathOfTheWarpDirectory) {
+  platform.directories.container = platform.scratch.path() / "x" / ".." / "c";
+  EXPECT_EQ(locateWarpDirectory(platform.directories)->path(), platform.scratch / "c" / "Warp");
+}
+
+TEST_F(ManifestStoreTest, keepsDirectoryOrderAmongManifestsOfOneDate) {
+  for (const char* warpID : {"b", "c", "a", "d"}) install(warpID);
+  Names listed;
+  for (const auto& file : fs::directory_iterator(mirror())) listed.push_back(file.path().stem());
+  EXPECT_EQ(loadedWarpIDs(), listed);
 }
 
 TEST_F(ManifestStoreTest, loadsNothingWhereThereIsNoMirror) {

@@ -47,7 +47,11 @@ class MutationLockTest : public testing::Test {
 class ScriptedClock final : public Clock {
  public:
   Date now() const override { return {0}; }
-  double systemUptime() const override { return uptime; }
+  double systemUptime() const override {
+    const double told = uptime;
+    if (onUptime) onUptime();
+    return told;
+  }
   bool sleep(std::chrono::nanoseconds duration, std::stop_token) override {
     durations.push_back(duration);
     uptime += std::chrono::duration<double>(duration).count();
@@ -58,6 +62,7 @@ class ScriptedClock final : public Clock {
   double uptime = 0;
   std::vector<std::chrono::nanoseconds> durations;
   std::function<void(double uptime)> onSleep;
+  std::function<void()> onUptime;
 };
 
 TEST_F(MutationLockTest, makesTheFileAndItsFolderForTheUserAlone) {
@@ -132,9 +137,36 @@ TEST_F(MutationLockTest, makesASecondThreadWaitForTheFirstHolder) {
   std::optional<TovrinWarpSharedMutationLock> first(*acquireMutationLock(platform.platform()));
   auto second =
       std::async(std::launch::async, [&] { return acquireMutationLock(platform.platform(), 60).has_value(); });
+  EXPECT_EQ(second.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
   first.reset();
   EXPECT_TRUE(second.get());
   EXPECT_EQ(platform.clock.sleeps(), 0) << "it waits for the semaphore, not for the file";
+}
+
+TEST_F(MutationLockTest, isBusyForAThreadWhoseWaitRunsOut) {
+  const auto held = acquireMutationLock(platform.platform(), 0);
+  expectBusy(acquireMutationLock(platform.platform(), 0.05));
+  EXPECT_FALSE(isUnlockedForOthers(file())) << "the failed attempt must not drop the holder's record lock";
+}
+
+TEST_F(MutationLockTest, spendsOneTimeBudgetOnSemaphoreAndFile) {
+  const LockHolderProcess other(file());
+  ScriptedClock clock;
+  const Platform scripted{clock, platform.directories, *platform.urlSession, platform.notifications};
+  // The deadline has passed when the semaphore is there at last: one look at the file, and no sleep.
+  clock.onUptime = [&] { clock.uptime += 6; };
+  expectBusy(acquireMutationLock(scripted, 5));
+  EXPECT_TRUE(clock.durations.empty());
+}
+
+TEST_F(MutationLockTest, leavesNoDescriptorOpenWhenItFails) {
+  const LockHolderProcess other(file());
+  const auto descriptors = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  const auto before = descriptors();
+  for (int i = 0; i < 10; ++i) expectBusy(acquireMutationLock(platform.platform(), 0));
+  EXPECT_EQ(descriptors(), before);
 }
 
 TEST_F(MutationLockTest, admitsOneThreadAtATime) {
@@ -212,7 +244,9 @@ TEST_F(MutationLockTest, saysWhenTheFileSystemCannotLock) {
     const auto lock = acquireMutationLock(platform.platform(), 5);
     const bool isSaid =
         !lock && lock.error() == NSError::posix(ENOLCK, "Tovrin could not lock shared Warp mutation state.");
-    const bool isGivenUp = !acquireMutationLock(platform.platform(), 0) && platform.clock.sleeps() == 0;
+    // Busy instead would mean that the first attempt kept the semaphore.
+    const auto again = acquireMutationLock(platform.platform(), 0);
+    const bool isGivenUp = !again && again.error().code() == ENOLCK && platform.clock.sleeps() == 0;
     _exit(isSaid && isGivenUp ? 0 : 1);
   }
   int status = 0;
