@@ -8,27 +8,22 @@
 
 namespace tovrin {
 
-/// What an exception becomes. Made before it is needed: there may be no memory to make it when it is.
+/// What an exception becomes. Made when the program starts: there may be no memory to make it when it is needed.
 struct ExceptionErrors {
   NSError outOfMemory = NSError::posix(ENOMEM);
   NSError other = NSError::cocoa(CocoaErrorCode::fileReadUnknown);
 };
-
-inline const ExceptionErrors& exceptionErrors() {
-  static const ExceptionErrors errors;
-  return errors;
-}
+inline const ExceptionErrors kExceptionErrors;
 
 /// The Result of `work`; what it throws (no memory, no thread) becomes its error. The edge of every task.
 template <class Work>
 auto caught(Work&& work) noexcept -> decltype(work()) {
-  const ExceptionErrors& errors = exceptionErrors();
   try {
     return work();
   } catch (const std::bad_alloc&) {
-    return failure(errors.outOfMemory);
+    return failure(kExceptionErrors.outOfMemory);
   } catch (const std::exception&) {
-    return failure(errors.other);
+    return failure(kExceptionErrors.other);
   }
 }
 

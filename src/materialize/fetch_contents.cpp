@@ -1,15 +1,13 @@
 #include "materialize/fetch_contents.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <exception>
-#include <new>
 #include <optional>
 #include <stop_token>
 #include <tuple>
 #include <utility>
 #include <variant>
 
+#include "foundation/caught.h"
 #include "materialize/errors.h"
 #include "materialize/fetch_destination.h"
 #include "materialize/open_states.h"
@@ -41,28 +39,6 @@ struct Delivery {
   SharedItem item;
 };
 
-/// What an exception becomes. Made before it is needed: there may be no memory to make it when it is.
-struct ExceptionErrors {
-  NSError outOfMemory = NSError::posix(ENOMEM);
-  NSError other = NSError::cocoa(CocoaErrorCode::fileReadUnknown);
-};
-const ExceptionErrors& exceptionErrors() {
-  static const ExceptionErrors errors;
-  return errors;
-}
-
-/// Runs `work`; what it throws (no memory, no thread) becomes an error.
-template <class Work>
-auto caught(Work&& work) noexcept -> decltype(work()) {
-  try {
-    return work();
-  } catch (const std::bad_alloc&) {
-    return failure(exceptionErrors().outOfMemory);
-  } catch (const std::exception&) {
-    return failure(exceptionErrors().other);
-  }
-}
-
 Result<FetchableEntry> resolve(TovrinFileProviderTree& tree, const NSFileProviderItemIdentifier& text) {
   const auto identifier = TovrinFileProviderIdentifier::parse(text);
   if (!identifier) return failure(notOnDemandError());
@@ -75,12 +51,18 @@ Result<FetchableEntry> resolve(TovrinFileProviderTree& tree, const NSFileProvide
   return FetchableEntry{std::move(manifest), entry};
 }
 
-/// The entry whose payload is downloaded. A hard link may leave its content to its primary altogether.
+bool hasPayload(const TovrinWarpSharedEntry& entry) { return !entry.payloadParts.empty() || entry.payloadKey; }
+
+/// The entry whose payload is downloaded. A hard link may leave its content to its primary, which may be a link itself;
+/// links that lead nowhere, or in a circle, leave the entry to its own lack of a payload.
 const TovrinWarpSharedEntry& payloadOf(const TovrinWarpSharedEntry& entry, const IndexedManifest& manifest) {
-  const bool hasPayload = !entry.payloadParts.empty() || entry.payloadKey;
-  if (hasPayload || !entry.hardLinkPrimaryPath) return entry;
-  const TovrinWarpSharedEntry* primary = manifest.entryAt(*entry.hardLinkPrimaryPath);
-  return primary != nullptr ? *primary : entry;
+  constexpr int kLongestChain = 40;
+  const TovrinWarpSharedEntry* payload = &entry;
+  for (int links = 0; payload != nullptr && links < kLongestChain; ++links) {
+    if (hasPayload(*payload)) return *payload;
+    payload = manifest.hardLinkPrimary(*payload);
+  }
+  return entry;
 }
 
 /// One fetch, from its start state to its one completion.
@@ -112,11 +94,11 @@ class Fetch {
 
   template <class MakeState>
   void show(MakeState&& makeState) noexcept {
-    try {
+    // A state that there is no memory for is left out; the file matters more.
+    std::ignore = caught([&]() -> Result<void> {
       context_.publisher.publish(makeState());
-    } catch (const std::bad_alloc&) {
-      // A state that there is no memory for is left out; the file matters more.
-    }
+      return {};
+    });
   }
 
   Result<Delivery> materialize(const std::stop_token& stop) {
@@ -129,10 +111,10 @@ class Fetch {
       TOVRIN_CHECK(download(destination.path(), stop));
     }
     progress_->setCompletedUnitCount(kUnitsInPlace);
+    Delivery delivery{destination.path(), makeEntryItem(entry(), fetchable_.manifest, *context_.tree)};
     TOVRIN_CHECK(recordCachedItem(destination.path()));
-    SharedItem item = makeEntryItem(entry(), fetchable_.manifest, *context_.tree);
     destination.keep();
-    return Delivery{destination.path(), std::move(item)};
+    return delivery;
   }
 
   Result<void> download(const std::filesystem::path& destination, const std::stop_token& stop) {
@@ -202,7 +184,6 @@ Result<void> startFetch(const FetchContext& context, const NSFileProviderItemIde
 std::shared_ptr<NSProgress> fetchContents(const FetchContext& context,
                                           const NSFileProviderItemIdentifier& itemIdentifier,
                                           FetchCompletion completion) {
-  std::ignore = exceptionErrors();
   auto progress = NSProgress::withTotalUnitCount(kTotalUnits);
   const Result<void> started = caught([&] { return startFetch(context, itemIdentifier, progress, completion); });
   if (!started) {

@@ -23,7 +23,9 @@ Result<void> copyExactly(std::int64_t count, FileHandle& from, FileHandle& to, s
 Result<void> writeSparseFile(const std::filesystem::path& source, const std::filesystem::path& destination,
                              std::int64_t size, std::span<const TovrinWarpSharedSparseExtent> extents,
                              std::stop_token stop) {
-  TOVRIN_TRY(FileHandle to, FileHandle::create(destination));
+  auto created = FileHandle::create(destination);
+  if (!created) return failure(NSError::cocoa(CocoaErrorCode::fileWriteUnknown));
+  FileHandle to = *std::move(created);
   TOVRIN_TRY(FileHandle from, FileHandle::forReading(source));
   TOVRIN_CHECK(to.truncate(size));
   for (const TovrinWarpSharedSparseExtent& extent : extents) {

@@ -78,8 +78,8 @@ class [[nodiscard]] FileHandle {
   static Result<FileHandle> forReading(const std::filesystem::path& path);
   /// The file must exist.
   static Result<FileHandle> forWriting(const std::filesystem::path& path);
-  /// Makes an empty file that can be written and read, replacing one that is there. Fails with NSCocoaErrorDomain 512
-  /// or a more precise write error.
+  /// Makes an empty file that only this user may read and write, replacing one that is there. Fails with a
+  /// write error.
   static Result<FileHandle> create(const std::filesystem::path& path);
   /// Makes an empty file that only this user may read and write. What is there already, a link too, is left alone and
   /// NSCocoaErrorDomain 516: for directories that others can write to.

@@ -169,6 +169,103 @@ TEST_F(FetchContents, ofAHardLinkWithoutPayloadUsesItsPrimarys) {
   EXPECT_EQ(outcome.item->filename(), "again.jpg");
 }
 
+EntrySpec linkTo(const std::string& primaryPath, std::string path) {
+  EntrySpec link = fileEntry(std::move(path), "shared", "");
+  link.payloadKey.reset();
+  link.hardLinkPrimaryPath = primaryPath;
+  return link;
+}
+
+TEST_F(FetchContents, findsThePrimaryOfAHardLinkInAnotherNormalForm) {
+  install({fileEntry("/Users/ann/Photos/caf\u00E9", "shared", "k"),
+           linkTo("/Users/ann/Photos/cafe\u0301", "/Users/ann/Photos/again")});
+  put("k", "shared");
+  EXPECT_EQ(readFile(fetch("/Users/ann/Photos/again").file.value()), "shared");
+}
+
+TEST_F(FetchContents, followsHardLinksToTheOneWithAPayload) {
+  install({fileEntry(kFile, "shared", "k"), linkTo(kFile, "/Users/ann/Photos/b"),
+           linkTo("/Users/ann/Photos/b", "/Users/ann/Photos/c")});
+  put("k", "shared");
+  EXPECT_EQ(readFile(fetch("/Users/ann/Photos/c").file.value()), "shared");
+}
+
+TEST_F(FetchContents, ofHardLinksInACircleFailsTheVerification) {
+  install({linkTo("/Users/ann/Photos/b", "/Users/ann/Photos/a"), linkTo("/Users/ann/Photos/a", "/Users/ann/Photos/b")});
+  EXPECT_TRUE(fetch("/Users/ann/Photos/a").error.value().isSameInstance(checksumError()));
+}
+
+TEST_F(FetchContents, deliversEveryKindOfFileForTheUserAlone) {
+  EntrySpec raw = fileEntry("/Users/ann/Photos/raw", "contents", "k");
+  EntrySpec joined = fileEntry("/Users/ann/Photos/joined", "contentscontents", "");
+  joined.payloadKey.reset();
+  joined.payloadParts = {{"k", 0, 8, {}}, {"k", 8, 8, {}}};
+  EntrySpec slice = fileEntry("/Users/ann/Photos/slice", "tent", "");
+  slice.payloadKey.reset();
+  slice.uploadStrategy = "bundle-direct-unpacked";
+  slice.payloadParts = {{"k", 3, 4, {}}};
+  EntrySpec sparse;
+  sparse.path = "/Users/ann/Photos/sparse";
+  sparse.size = 100;
+  sparse.storedSize = 8;
+  sparse.payloadKey = "k";
+  sparse.sparseExtents = {{92, 0, 8}};
+  EntrySpec zeros;
+  zeros.path = "/Users/ann/Photos/zeros";
+  zeros.size = 10;
+  zeros.storedSize = 0;
+  const std::vector<EntrySpec> entries{raw, joined, slice, sparse, zeros};
+  install(entries);
+  put("k", "contents");
+  for (const EntrySpec& entry : entries) {
+    const FetchOutcome outcome = fetch(entry.path);
+    ASSERT_TRUE(outcome.file) << entry.path << ": " << outcome.error->localizedDescription();
+    EXPECT_EQ(std::filesystem::status(*outcome.file).permissions(), std::filesystem::perms(0600)) << entry.path;
+  }
+}
+
+TEST_F(FetchContents, readsTheConnectionAndProbesAgainForEveryFetch) {
+  install({fileEntry(kFile, "contents", "k")});
+  put("k", "contents");
+  ASSERT_TRUE(fetch(kFile).file);
+  installConnection(test, worker.address(), "another password");
+  EXPECT_TRUE(fetch(kFile).error.value().isSameInstance(notReachableError()));
+}
+
+TEST_F(FetchContents, tellsTwoFailuresWithOneCodeApartByTheirSentences) {
+  EntrySpec damaged = fileEntry("/Users/ann/Photos/damaged", "contents", "k");
+  EntrySpec tooShort;
+  tooShort.path = "/Users/ann/Photos/short";
+  tooShort.size = 100;
+  const std::string stream = encodeLZFSE("contents");
+  tooShort.storedSize = static_cast<std::int64_t>(stream.size());
+  tooShort.payloadKey = "stream";
+  tooShort.payloadEncoding = "lzfse";
+  tooShort.sparseExtents = {{0, 0, *tooShort.storedSize}};
+  install({damaged, tooShort});
+  put("k", "CONTENTS");
+  put("stream", stream);
+  const NSError first = fetch(damaged.path).error.value();
+  const std::string firstSentence = decodeMaterializationState(readFile(stateFile())).value().errorDescription.value();
+  const NSError second = fetch(tooShort.path).error.value();
+  const std::string secondSentence = decodeMaterializationState(readFile(stateFile())).value().errorDescription.value();
+  EXPECT_EQ(first.code(), 259);
+  EXPECT_EQ(second.code(), 259);
+  EXPECT_NE(firstSentence, secondSentence);
+}
+
+TEST_F(FetchContents, ofAnEntryThatChangesMeanwhileDeliversWhatWasAskedFor) {
+  install({fileEntry(kFile, "contents", "k")});
+  put("k", "contents");
+  recorder.onState = [this](const TovrinWarpSharedMaterializationState& state) {
+    if (state.isActive) install({fileEntry(kFile, "something longer", "other")});
+  };
+  const FetchOutcome outcome = fetch(kFile);
+  ASSERT_TRUE(outcome.file);
+  EXPECT_EQ(readFile(*outcome.file), "contents");
+  EXPECT_EQ(outcome.item->documentSize(), 8) << "the item of the bytes that are delivered";
+}
+
 TEST_F(FetchContents, ofAHardLinkWithAPayloadUsesItsOwn) {
   EntrySpec link = fileEntry("/Users/ann/Photos/again.jpg", "own", "own");
   link.hardLinkPrimaryPath = kFile;

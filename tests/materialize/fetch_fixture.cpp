@@ -50,10 +50,12 @@ std::shared_ptr<NSProgress> FetchFixture::startIdentifier(const NSFileProviderIt
   progress_ = started.get_future().share();
   const Platform fetchPlatform{test.clock, test.directories, *session, recorder};
   const FetchContext context{fetchPlatform, tree, *journal, publisher, *tasks};
-  auto progress =
-      fetchContents(context, identifier, [this, &outcome](const auto& file, const auto& item, const auto& error) {
-        if (++completions == 1) outcome.set_value({file, item, error, nullptr});
-      });
+  auto progress = fetchContents(context, identifier,
+                                [this, &outcome, ofThisFetch = std::make_shared<std::atomic<int>>(0)](
+                                    const auto& file, const auto& item, const auto& error) {
+                                  ++completions;
+                                  if (++*ofThisFetch == 1) outcome.set_value({file, item, error, nullptr});
+                                });
   started.set_value(progress);
   return progress;
 }

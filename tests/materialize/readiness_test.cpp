@@ -53,6 +53,13 @@ TEST_F(Readiness, stepsOverBalancesBeyond64BitsAndUnknownFields) {
   EXPECT_TRUE(isReady(probe()));
 }
 
+TEST_F(Readiness, takesEveryStatusOfSuccess) {
+  addFault(R"(status route=accounts code=206 body="[]" type=application/json times=1)");
+  EXPECT_EQ(waitingCount(probe()), 0);
+  addFault("status route=accounts code=300 times=1");
+  EXPECT_TRUE(probe().error().isSameInstance(notReachableError()));
+}
+
 TEST_F(Readiness, ofAnEmptyListIsNoAccount) {
   answerWithBody("[]");
   EXPECT_EQ(waitingCount(probe()), 0);

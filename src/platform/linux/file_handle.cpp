@@ -10,7 +10,6 @@ namespace tovrin {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPrivateFileMode = 0600;
 
 Result<void> resultOf(int errnoValue) {
@@ -35,7 +34,7 @@ Result<FileHandle> FileHandle::forWriting(const std::filesystem::path& path) {
 Result<FileHandle> FileHandle::create(const std::filesystem::path& path) {
   // A file that is there goes away as a name: whoever has it open, or knows it by another name, keeps the contents.
   for (;;) {
-    FileDescriptor file = FileDescriptor::open(path, O_RDWR | O_CREAT | O_EXCL, kNewFileMode);
+    FileDescriptor file = FileDescriptor::open(path, O_RDWR | O_CREAT | O_EXCL, kPrivateFileMode);
     if (file.isOpen()) return FileHandle(file.release());
     if (errno != EEXIST) return failure(fileError(errno, FileOperation::create, path));
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) return failure(fileError(errno, FileOperation::create, path));
