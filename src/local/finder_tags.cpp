@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <exception>
 #include <iterator>
 #include <optional>
@@ -49,11 +50,12 @@ std::string_view nameOf(std::string_view tag) { return tag.substr(0, tag.find('\
 std::optional<int> colourOf(std::string_view tag) {
   const std::size_t lineBreak = tag.find('\n');
   if (lineBreak == std::string_view::npos) return std::nullopt;
-  const std::string_view digits = tag.substr(lineBreak + 1);
-  int colour = 0;
+  std::string_view digits = tag.substr(lineBreak + 1);
+  if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
+  std::int64_t colour = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), colour);
   if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
-  return colour;
+  return static_cast<int>(std::clamp<std::int64_t>(colour, 0, 7));
 }
 
 std::vector<std::string> tagsOf(const std::filesystem::path& file, LinkPolicy links) {
@@ -82,7 +84,9 @@ void FinderBadges::tag(const std::filesystem::path& file, State state, LinkPolic
 }
 
 void applyFinderTags(const std::vector<std::string>& tagNames, const std::filesystem::path& file, LinkPolicy links) {
-  const std::string wanted = encodeBinaryPropertyList(tagNames);
+  const auto encoded = encodeBinaryPropertyList(tagNames);
+  if (!encoded) return;
+  const std::string& wanted = *encoded;
   if (extendedAttribute(file, kUserTagsAttribute, links) != wanted)
     std::ignore = setExtendedAttribute(file, kUserTagsAttribute, wanted, links);
 

@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Streaming decompression with the shape of the system library that macOS offers. A stream belongs to one thread at a time.
+/// Streaming decompression with the shape of the system library that macOS offers. A stream belongs to one thread at a
+/// time.
 namespace tovrin {
 
 struct compression_stream {

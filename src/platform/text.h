@@ -13,8 +13,8 @@ bool canonicallyEqual(std::string_view a, std::string_view b);
 /// Prefix test by canonical equivalence and whole characters: "e\u0301" does not have the prefix "e".
 bool hasCanonicalPrefix(std::string_view text, std::string_view prefix);
 
-/// A key whose byte order is Finder's order of the texts: localized, numeric ("file2" before "file10"); of equal numbers
-/// the shorter run first; last by code units.
+/// A key whose byte order is Finder's order of the texts: localized, numeric ("file2" before "file10"); of equal
+/// numbers the shorter run first; last by code units.
 std::string finderSortKey(std::string_view text);
 
 }  // namespace tovrin

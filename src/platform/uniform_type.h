@@ -11,8 +11,8 @@ class UTType {
   static UTType folder() { return UTType("public.folder"); }
   static UTType symbolicLink() { return UTType("public.symlink"); }
   static UTType data() { return UTType("public.data"); }
-  /// The declared type of a file-name extension that conforms to data, whatever the extension's case; `data()` when it is
-  /// empty or unknown.
+  /// The declared type of a file-name extension that conforms to data, whatever the extension's case; `data()` when it
+  /// is empty or unknown.
   static UTType forFilenameExtension(std::string_view extension);
 
   std::string_view identifier() const { return identifier_; }

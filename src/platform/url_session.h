@@ -17,7 +17,8 @@ namespace tovrin {
 struct URLRequest {
   std::string url;
   std::vector<std::pair<std::string, std::string>> headers;
-  /// Inactivity: the transfer fails with NSURLErrorDomain -1001 when nothing arrives for so long, never because it is slow.
+  /// Inactivity: the transfer fails with NSURLErrorDomain -1001 when nothing arrives for so long, never because it is
+  /// slow.
   double timeoutSeconds = 60;
 };
 
@@ -36,9 +37,9 @@ struct ReceivedData {
 };
 
 /// GET over HTTP or HTTPS. Any status is a response; transport errors are of NSURLErrorDomain (-999 when `stop` was
-/// requested). A URL that does not parse fails with -1000 before anything is sent. At most 20 redirects are followed, and
-/// the Authorization header is not sent to another host, port or scheme. Safe to use from any thread; calls block their
-/// own thread only.
+/// requested). A URL that does not parse fails with -1000 before anything is sent. At most 20 redirects are followed,
+/// and the Authorization header is not sent to another host, port or scheme. Safe to use from any thread; calls block
+/// their own thread only.
 class URLSession {
  public:
   virtual ~URLSession() = default;

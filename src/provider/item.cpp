@@ -1,5 +1,7 @@
 #include "provider/item.h"
 
+#include "foundation/caught.h"
+
 #include <memory>
 #include <utility>
 #include <variant>
@@ -23,7 +25,9 @@ NSFileProviderContentPolicy TovrinFileProviderItem::contentPolicy() const {
 
 bool TovrinFileProviderItem::isUploaded() const {
   if (!fields_.warpID || !fields_.entry) return true;
-  return !journal_->hasPendingWriteback(*fields_.warpID, fields_.entry->relativePath);
+  const Result<bool> hasPending = caught(
+      [&]() -> Result<bool> { return journal_->hasPendingWriteback(*fields_.warpID, fields_.entry->relativePath); });
+  return !hasPending.value_or(false);
 }
 
 NSFileProviderItemVersion TovrinFileProviderItem::itemVersion() const {

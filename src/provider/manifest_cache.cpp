@@ -38,8 +38,9 @@ void ManifestCache::replaceOrAppend(const SharedManifest& manifest) {
   const std::string_view warpID = manifest->manifest().warpID;
   auto known = firstOfWarp_.extract(warpID);
   if (known.empty()) {
+    cachedManifests_.reserve(cachedManifests_.size() + 1);
+    firstOfWarp_.emplace(warpID, cachedManifests_.size());
     cachedManifests_.push_back(manifest);
-    firstOfWarp_.emplace(warpID, cachedManifests_.size() - 1);
     return;
   }
   // The key lies in the manifest that goes.

@@ -29,7 +29,7 @@ class FinderTags : public testing::Test {
 
   void tag(State state) { badges_.tag(file_, state, LinkPolicy::noFollow); }
   void writeTags(const Tags& tags) {
-    ASSERT_TRUE(setExtendedAttribute(file_, kTags, encodeBinaryPropertyList(tags), LinkPolicy::follow));
+    ASSERT_TRUE(setExtendedAttribute(file_, kTags, encodeBinaryPropertyList(tags).value(), LinkPolicy::follow));
   }
   Tags tags() const { return tagsOf(file_); }
   static Tags tagsOf(const std::filesystem::path& file) {
@@ -129,9 +129,18 @@ TEST_F(FinderTags, doNotReachThroughALinkUnlessAskedTo) {
 }
 
 TEST_F(FinderTags, withoutAColourLeaveTheLabelAlone) {
-  applyFinderTags({"Work", "Home\n", "Later\nred", "Soon\n3x", "Then\n99999999999"}, file_, LinkPolicy::follow);
+  applyFinderTags({"Work", "Home\n", "Later\nred", "Soon\n3x", "Then\n"}, file_, LinkPolicy::follow);
   EXPECT_EQ(tags().size(), 5U);
   EXPECT_FALSE(finderInfo().has_value());
+}
+
+TEST_F(FinderTags, clampAColourHoweverLarge) {
+  applyFinderTags({"Then\n99999999999"}, file_, LinkPolicy::follow);
+  EXPECT_EQ(finderInfo().value()[9], 7 << 1);
+  applyFinderTags({"Plus\n+3"}, file_, LinkPolicy::follow);
+  EXPECT_EQ(finderInfo().value()[9], 3 << 1);
+  applyFinderTags({"Minus\n-3"}, file_, LinkPolicy::follow);
+  EXPECT_EQ(finderInfo().value()[9], 0);
 }
 
 TEST_F(FinderTags, giveTheLabelTheLastColourThatOneCarries) {

@@ -57,17 +57,22 @@ TEST(PropertyList, readsWhatItWrote) {
                                       {std::string(300, 'x'), std::string(70'000, 'y')},
                                       Strings(300, "equal"),
                                       {"", "a", "", "a"}};
-  for (const Strings& list : lists) EXPECT_EQ(decodeStringArrayPropertyList(encodeBinaryPropertyList(list)), list);
+  for (const Strings& list : lists)
+    EXPECT_EQ(decodeStringArrayPropertyList(encodeBinaryPropertyList(list).value()), list);
+}
+
+TEST(PropertyList, refusesToCutAStringAtANUL) {
+  EXPECT_EQ(encodeBinaryPropertyList({"a", std::string("b\0c", 3)}), std::nullopt);
 }
 
 TEST(PropertyList, storesEqualStringsOnce) {
-  const std::string once = encodeBinaryPropertyList({std::string(1000, 'x')});
-  const std::string twice = encodeBinaryPropertyList({std::string(1000, 'x'), std::string(1000, 'x')});
+  const std::string once = encodeBinaryPropertyList({std::string(1000, 'x')}).value();
+  const std::string twice = encodeBinaryPropertyList({std::string(1000, 'x'), std::string(1000, 'x')}).value();
   EXPECT_LT(twice.size(), once.size() + 10);
 }
 
 TEST(PropertyList, storesOtherThanASCIIAsUTF16) {
-  const std::string bytes = encodeBinaryPropertyList({"ä"});
+  const std::string bytes = encodeBinaryPropertyList({"ä"}).value();
   EXPECT_NE(bytes.find(std::string("\x61\x00\xe4", 3)), std::string::npos);
 }
 
@@ -137,7 +142,7 @@ TEST(PropertyList, replacesHalfASurrogatePair) {
 }
 
 TEST(PropertyList, survivesEveryCutAndEveryChangedByte) {
-  const std::string list = encodeBinaryPropertyList({"Work\n6", "Grün\n2", std::string(20, 'x')});
+  const std::string list = encodeBinaryPropertyList({"Work\n6", "Grün\n2", std::string(20, 'x')}).value();
   for (std::size_t length = 0; length < list.size(); ++length)
     EXPECT_EQ(decodeStringArrayPropertyList(std::string_view(list).substr(0, length)), std::nullopt);
   for (std::size_t at = 0; at < list.size(); ++at) {
@@ -150,7 +155,7 @@ TEST(PropertyList, survivesEveryCutAndEveryChangedByte) {
 }
 
 TEST(PropertyList, survivesManyChangedBytes) {
-  const std::string list = encodeBinaryPropertyList({"Work\n6", "Grün\n2", std::string(20, 'x')});
+  const std::string list = encodeBinaryPropertyList({"Work\n6", "Grün\n2", std::string(20, 'x')}).value();
   std::mt19937 random(1);  // the same bytes in every run
   for (int round = 0; round < 20'000; ++round) {
     std::string changed = list;

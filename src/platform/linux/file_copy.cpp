@@ -33,7 +33,10 @@ CopyOutcome copyData(int from, int to) {
     if (::lseek(from, data, SEEK_SET) < 0 || ::lseek(to, data, SEEK_SET) < 0) return {0, errno, FileOperation::read};
     outcome = copyDescriptorBytes(from, to, hole - data);
     if (outcome.errnoValue != 0) return outcome;
+    // A file that shrinks meanwhile must not be filled up with zeros: they would be taken for its contents.
+    if (::lseek(from, 0, SEEK_CUR) != hole) return {0, EIO, FileOperation::read};
     data = ::lseek(from, hole, SEEK_DATA);
+    if (data < 0 && errno != ENXIO) return {0, errno, FileOperation::read};
   }
   if (::ftruncate(to, size) != 0) return {0, errno, FileOperation::update};
   return outcome;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "foundation/encoding.h"
 #include "platform/property_list.h"
 
 // Attribute bytes come from anybody, and a decoder that follows every reference can be led through a tree of 10^20
@@ -113,10 +114,6 @@ std::string fromUTF16(std::string_view bigEndianUnits) {
   }
   std::string result;
   return text.toUTF8String(result);
-}
-
-bool isASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 std::optional<std::string> stringAt(const Reader& reader, std::uint64_t index) {

@@ -2,6 +2,7 @@
 
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <type_traits>
@@ -17,14 +18,17 @@ using Node = std::unique_ptr<std::remove_pointer_t<plist_t>, NodeDeleter>;
 
 }  // namespace
 
-std::string encodeBinaryPropertyList(const std::vector<std::string>& strings) {
+std::optional<std::string> encodeBinaryPropertyList(const std::vector<std::string>& strings) {
+  const auto holdsNUL = [](const std::string& string) { return string.contains('\0'); };
+  if (std::ranges::any_of(strings, holdsNUL)) return std::nullopt;
   const Node array(plist_new_array());
   for (const std::string& string : strings) plist_array_append_item(array.get(), plist_new_string(string.c_str()));
   char* bytes = nullptr;
   std::uint32_t length = 0;
   plist_to_bin(array.get(), &bytes, &length);
   const std::unique_ptr<char, decltype(&plist_to_bin_free)> owned(bytes, plist_to_bin_free);
-  return {bytes, length};
+  if (bytes == nullptr) return std::nullopt;
+  return std::string(bytes, length);
 }
 
 }  // namespace tovrin
