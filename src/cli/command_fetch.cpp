@@ -6,6 +6,7 @@
 #include "cli/item_json.h"
 #include "cli/output.h"
 #include "cli/progress_bar.h"
+#include "cli/target.h"
 #include "host/file_names.h"
 
 namespace tovrin::cli {
@@ -28,6 +29,15 @@ std::filesystem::path targetOf(const Words& words, const ItemArgument& argument,
   return std::filesystem::absolute(target).lexically_normal();
 }
 
+/// Nobody should wait for a download that has nowhere to go. What cannot be downloaded has a better error of its own.
+std::expected<void, Failure> checkTarget(const Words& words, const ItemArgument& argument, const SharedItem& item) {
+  if (!item || !item->entry() || isFolder(*item)) return {};
+  const std::filesystem::path target = targetOf(words, argument, *item);
+  TOVRIN_CHECK(
+      about(target.string(), resolveTarget(target, isSymbolicLink(*item) ? Delivery::symbolicLink : Delivery::file)));
+  return {};
+}
+
 std::expected<std::filesystem::path, Failure> deliver(const Session::Fetched& fetched,
                                                       const std::filesystem::path& target,
                                                       const InterruptWatch& interruption) {
@@ -40,10 +50,11 @@ std::expected<std::filesystem::path, Failure> deliver(const Session::Fetched& fe
 Outcome fetch(Session& session, const Words& words, bool json) {
   const InterruptWatch interruption;
   TOVRIN_TRY(const ItemArgument argument, about(words.item, resolveItem(session, words.item)));
+  const SharedItem item = session.item(argument.identifier);
+  TOVRIN_CHECK(checkTarget(words, argument, item));
   Session::Fetched fetched;
   {
     ProgressBar bar(session.platform());
-    const SharedItem item = session.item(argument.identifier);
     const auto draw = [&](const NSProgress& progress) { bar.draw(progress, item); };
     TOVRIN_TRY(fetched, about(words.item, session.fetch(argument.identifier, interruption, draw)));
   }

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <tuple>
 
+#include "cli/target.h"
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
 #include "platform/linux/file_error.h"
@@ -75,6 +76,11 @@ Result<void> renameOver(const std::filesystem::path& from, const std::filesystem
   return {};
 }
 
+NSError streamError() {
+  return {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileWriteUnknown),
+          "The target is a device, pipe or socket, not a file."};
+}
+
 /// A name in the target's folder that nobody has.
 std::filesystem::path temporaryName(const std::filesystem::path& target) {
   return target.parent_path() / (".tovrin-" + makeUUIDString());
@@ -98,39 +104,34 @@ void DisposableFile::takeOn(const TovrinWarpSharedEntry& entry) const {
   std::ignore = utimensat(AT_FDCWD, file_.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
-Result<void> DisposableFile::placeAt(const std::filesystem::path& target, const InterruptWatch& interruption) const {
-  struct stat status{};
-  const bool exists = stat(target.c_str(), &status) == 0;
+Result<void> DisposableFile::placeAt(const std::filesystem::path& path, const InterruptWatch& interruption) const {
   TOVRIN_TRY(const FileAttributes delivered, fileAttributes(file_));
   const bool isLink = delivered.type == FileType::symbolicLink;
-  if (exists && !isLink && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
-    return writeInto(file_, target, interruption);
-  }
-  std::error_code unresolved;
-  const std::filesystem::path resolved = exists && !isLink ? std::filesystem::canonical(target, unresolved) : target;
-  const std::filesystem::path& place = unresolved ? target : resolved;
-
-  if (rename(file_.c_str(), place.c_str()) == 0) return {};
-  if (errno != EXDEV) return failure(fileError(errno, FileOperation::create, place));
+  TOVRIN_TRY(const Target target, resolveTarget(path, isLink ? Delivery::symbolicLink : Delivery::file));
+  if (target.isStream) return writeInto(file_, target.path, interruption);
+  if (rename(file_.c_str(), target.path.c_str()) == 0) return {};
+  if (errno != EXDEV) return failure(fileError(errno, FileOperation::create, target.path));
   if (isLink) {
     std::error_code error;
     const std::filesystem::path pointsTo = std::filesystem::read_symlink(file_, error);
     if (error) return failure(fileError(error.value(), FileOperation::read, file_));
-    const DisposableFile link(temporaryName(place));
+    const DisposableFile link(temporaryName(target.path));
     TOVRIN_CHECK(createSymbolicLink(link.path(), pointsTo.string()));
-    return renameOver(link.path(), place);
+    return renameOver(link.path(), target.path);
   }
-  return makeFile(place, [&](const std::filesystem::path& file) { return copyFile(file_, file, interruption); });
+  return makeFile(target.path, [&](const std::filesystem::path& file) { return copyFile(file_, file, interruption); });
 }
 
-Result<void> makeFile(const std::filesystem::path& target,
+Result<void> makeFile(const std::filesystem::path& path,
                       const std::function<Result<void>(const std::filesystem::path& file)>& write) {
-  const DisposableFile file(temporaryName(target));
+  TOVRIN_TRY(const Target target, resolveTarget(path, Delivery::file));
+  if (target.isStream) return failure(streamError());
+  const DisposableFile file(temporaryName(target.path));
   const int descriptor = open(file.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor < 0) return failure(fileError(errno, FileOperation::create, target));
+  if (descriptor < 0) return failure(fileError(errno, FileOperation::create, target.path));
   close(descriptor);
   TOVRIN_CHECK(write(file.path()));
-  return renameOver(file.path(), target);
+  return renameOver(file.path(), target.path);
 }
 
 }  // namespace tovrin::cli

@@ -21,16 +21,17 @@ class DisposableFile {
   /// Gives the file the permissions and the modification time of the entry, as the user's own copy has them.
   void takeOn(const TovrinWarpSharedEntry& entry) const;
 
-  /// Puts it at `target`, all or nothing: a file that is there is replaced in one step and stays on any failure. A
-  /// target that is a link to a file replaces that file; a device, pipe or socket is written to. Holes stay holes.
-  Result<void> placeAt(const std::filesystem::path& target, const InterruptWatch& interruption) const;
+  /// Puts it where `path` leads (cli/target.h), all or nothing: a file that is there is replaced in one step and stays
+  /// on any failure. A device, pipe or socket is written to and keeps its permissions and times. Holes stay holes.
+  Result<void> placeAt(const std::filesystem::path& path, const InterruptWatch& interruption) const;
 
  private:
   std::filesystem::path file_;
 };
 
-/// Makes the file at `target` by what `write` puts into an empty file beside it, all or nothing.
-Result<void> makeFile(const std::filesystem::path& target,
+/// Makes the file that `path` leads to by what `write` puts into an empty file beside it, all or nothing. Fails for a
+/// device, pipe or socket.
+Result<void> makeFile(const std::filesystem::path& path,
                       const std::function<Result<void>(const std::filesystem::path& file)>& write);
 
 }  // namespace tovrin::cli

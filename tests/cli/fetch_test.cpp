@@ -79,6 +79,56 @@ TEST_F(Fetch, writesIntoADeviceInsteadOfReplacingIt) {
   EXPECT_EQ(temporaryFiles(), 0u);
 }
 
+TEST_F(Fetch, intoADeviceKeepsItsPermissionsOwnerAndTimes) {
+  struct stat before{}, after{};
+  ASSERT_EQ(stat("/dev/zero", &before), 0);
+  ASSERT_EQ(run({"fetch", kPhotos + "/notes", "-o", "/dev/zero"}).status, 0);
+  ASSERT_EQ(stat("/dev/zero", &after), 0);
+  EXPECT_EQ(after.st_mode, before.st_mode);
+  EXPECT_EQ(after.st_uid, before.st_uid);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  EXPECT_NE(after.st_mtim.tv_sec, 1600000000);
+}
+
+TEST_F(Fetch, neverReplacesADeviceOrPipeByALink) {
+  // Links of this test's own, so that nothing of the machine is lost if the rule is broken.
+  ASSERT_EQ(mkfifo((work() / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("/dev/null", work() / "to a device");
+  std::filesystem::create_symlink("/proc/self/fd/1", work() / "to a descriptor");
+  std::filesystem::create_symlink("to a descriptor", work() / "to the link");
+  for (const std::string name : {"pipe", "to a device", "to a descriptor", "to the link"}) {
+    const Ended ended = run({"fetch", kPhotos + "/link", "-o", name});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.err, "tovrin: " + (work() / name).string() +
+                             ": A symbolic link cannot be put into a device, pipe or socket.\n");
+  }
+  EXPECT_TRUE(std::filesystem::is_fifo(work() / "pipe"));
+  EXPECT_EQ(std::filesystem::read_symlink(work() / "to a device"), "/dev/null");
+  EXPECT_EQ(std::filesystem::read_symlink(work() / "to a descriptor"), "/proc/self/fd/1");
+  EXPECT_EQ(std::filesystem::read_symlink(work() / "to the link"), "to a descriptor");
+  EXPECT_EQ(countFiles(work()), 4u);
+  EXPECT_EQ(temporaryFiles(), 0u);
+}
+
+TEST_F(Fetch, ofALinkOntoALinkReplacesTheLinkAndNotItsFile) {
+  writeFile(work() / "a.jpg", "mine");
+  ASSERT_EQ(run({"fetch", kPhotos + "/link"}).status, 0);
+  ASSERT_EQ(run({"fetch", kPhotos + "/link"}).status, 0);
+  EXPECT_EQ(std::filesystem::read_symlink(work() / "link"), "a.jpg");
+  EXPECT_EQ(readFile(work() / "a.jpg"), "mine");
+}
+
+TEST_F(Fetch, findsAnImpossibleTargetBeforeItDownloads) {
+  std::filesystem::create_directories(work() / "folder/notes");
+  writeFile(work() / "file", "mine");
+  for (const char* target : {"no such folder/notes", "file/notes", "folder"}) {
+    const Ended ended = run({"fetch", kPhotos + "/notes", "-o", target});
+    EXPECT_EQ(ended.status, 1) << target;
+    EXPECT_TRUE(ended.err.starts_with("tovrin: " + (work() / target).string())) << ended.err;
+  }
+  EXPECT_EQ(worker_.requests().size(), 0u);
+}
+
 TEST_F(Fetch, leavesATargetAndNothingElseWhenItFails) {
   writeFile(work() / "notes", "old");
   ASSERT_TRUE(worker_.addFault("flip at=0 route=object"));

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <unistd.h>
 
 #include "cli/command_fixture.h"
@@ -230,6 +232,16 @@ TEST_F(Inspect, lzfseKeepsTheTargetWhenTheStreamIsBroken) {
   EXPECT_EQ(run({"inspect", "lzfse", "bad.lzfse", "-o", "no/z"}).status, 1);
   EXPECT_EQ(readFile(work() / "z"), "old");
   EXPECT_EQ(countFiles(work()), 3u);
+}
+
+TEST_F(Inspect, neverReplacesADeviceOrPipe) {
+  writeFile(work() / "bad.lzfse", "not a stream");
+  ASSERT_EQ(mkfifo((work() / "pipe").c_str(), 0600), 0);
+  const Ended ended = run({"inspect", "lzfse", "bad.lzfse", "-o", "pipe"});
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_STREQ(parsed(ended.err)["error"]["localizedDescription"].GetString(),
+               "The target is a device, pipe or socket, not a file.");
+  EXPECT_TRUE(std::filesystem::is_fifo(work() / "pipe"));
 }
 
 }  // namespace
