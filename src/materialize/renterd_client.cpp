@@ -83,21 +83,28 @@ Result<std::filesystem::path> RenterdClient::downloadObject(const TovrinWarpRent
   return std::move(downloaded->file);
 }
 
-Result<ProbeOutcome> RenterdClient::probeAccounts(const TovrinWarpRenterdConnectionSnapshot& snapshot,
-                                                  std::stop_token stop) {
-  if (!beginsWithHost(snapshot.httpAddress)) return failure(notReachableError());
-  const auto received = platform_.urlSession.data(
+Result<ReceivedData> RenterdClient::accountsAnswer(const TovrinWarpRenterdConnectionSnapshot& snapshot,
+                                                   std::stop_token stop) {
+  if (!beginsWithHost(snapshot.httpAddress)) return failure(NSError::url(URLErrorCode::badURL));
+  return platform_.urlSession.data(
       authorizedRequest(accountsURL(snapshot.httpAddress), snapshot, kProbeTimeoutSeconds, "application/json"), stop);
-  if (!received) {
-    if (isTransient(received.error())) return WorkerWaiting{0};
-    return failure(visibleError(received.error(), stop));
-  }
-  const std::int64_t statusCode = received->response.statusCode;
+}
+
+Result<ProbeOutcome> RenterdClient::outcomeOf(const ReceivedData& accountsAnswer) {
+  const std::int64_t statusCode = accountsAnswer.response.statusCode;
   // A worker without the endpoint is one that needs no wait.
   if (statusCode == 404) return WorkerReady{};
-  if (isSuccess(statusCode)) return countReadyAccounts(received->body);
+  if (isSuccess(statusCode)) return countReadyAccounts(accountsAnswer.body);
   if (isTransient(statusCode)) return WorkerWaiting{0};
   return failure(notReachableError());
+}
+
+Result<ProbeOutcome> RenterdClient::probeAccounts(const TovrinWarpRenterdConnectionSnapshot& snapshot,
+                                                  std::stop_token stop) {
+  const auto answer = accountsAnswer(snapshot, stop);
+  if (answer) return outcomeOf(*answer);
+  if (isTransient(answer.error())) return WorkerWaiting{0};
+  return failure(visibleError(answer.error(), stop));
 }
 
 Result<void> RenterdClient::waitUntilReady(const TovrinWarpRenterdConnectionSnapshot& snapshot,

@@ -46,6 +46,10 @@ class RenterdClient {
   Result<std::filesystem::path> downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                                const ObjectRequest& request, std::stop_token stop);
 
+  /// What the worker answers when asked for its accounts, not judged yet; errors are those of the session.
+  Result<ReceivedData> accountsAnswer(const TovrinWarpRenterdConnectionSnapshot& snapshot, std::stop_token stop);
+  static Result<ProbeOutcome> outcomeOf(const ReceivedData& accountsAnswer);
+
   /// One look at the worker's accounts. A worker that is starting or overloaded is waiting with 0 accounts.
   Result<ProbeOutcome> probeAccounts(const TovrinWarpRenterdConnectionSnapshot& snapshot, std::stop_token stop);
 
