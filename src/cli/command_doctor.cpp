@@ -13,6 +13,7 @@ namespace {
 
 Findings examine(Session& session) {
   Findings findings;
+  checkFolders(session.platform(), findings);
   checkManifests(session.platform(), findings);
   checkIndexes(session.platform(), findings);
   checkJournal(session.platform(), findings);

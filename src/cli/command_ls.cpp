@@ -8,6 +8,7 @@
 #include "cli/item_argument.h"
 #include "cli/item_json.h"
 #include "cli/output.h"
+#include "shared/warp_directory.h"
 
 namespace tovrin::cli {
 
@@ -99,7 +100,7 @@ std::expected<std::optional<NamedItem>, Failure> singleItem(Session& session, co
                                                             const Words& words) {
   if (argument.identifier == NSFileProviderWorkingSetContainerItemIdentifier) return std::nullopt;
   const SharedItem item = session.item(argument.identifier);
-  if (!item) return std::unexpected(Failure{words.item, noSuchItem()});
+  if (!item) return std::unexpected(Failure{words.item, noSuchItem(), {}});
   if (isFolder(*item)) return std::nullopt;
   return NamedItem{item, words.item.starts_with('/') ? words.item : item->filename()};
 }
@@ -124,7 +125,17 @@ Outcome printJSON(Session& session, const NSFileProviderItemIdentifier& containe
   return printLine(jsonText([&](JSONWriter& writer) { writeItems(writer, items); }));
 }
 
+/// An empty list is what a container looks like that was named wrongly. The list stays empty; the reader is told why.
+void hintAtMissingContainer(const Platform& platform) {
+  const auto warp = locateWarpDirectory(platform.directories);
+  std::error_code ignored;
+  if (!warp || std::filesystem::is_directory(warp->path(), ignored)) return;
+  fmt::print(stderr, "tovrin: {} has no Warp directory: nothing is shared there yet\n",
+             printable(warp->path().parent_path().string()));
+}
+
 Outcome list(Session& session, const Words& words, bool json) {
+  hintAtMissingContainer(session.platform());
   TOVRIN_TRY(const ItemArgument argument, about(words.item, resolveItem(session, words.item)));
   TOVRIN_TRY(const std::optional<NamedItem> single, singleItem(session, argument, words));
   if (single && json) {

@@ -126,7 +126,14 @@ void checkIndexes(const Platform& platform, Findings& findings) {
 void checkJournal(const Platform& platform, Findings& findings) {
   const std::string journalName = "file-provider-cached-items.json";
   const auto records = CachedItemsJournal(platform).load();
-  if (!records) return findings.push_back(problem("journal", journalName, records.error()));
+  if (!records) {
+    findings.push_back(problem("journal", journalName, records.error()));
+    if (records.error().is(CocoaErrorCode::fileReadCorruptFile)) {
+      findings.back().message =
+          "A record breaks a rule: for example a pending copy outside FileProviderPendingWriteback.";
+    }
+    return;
+  }
   findings.push_back(well("journal", journalName, fmt::format("Holds {}.", counted(records->size(), "record"))));
 
   std::unordered_set<std::string> named;

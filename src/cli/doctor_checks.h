@@ -31,6 +31,9 @@ void checkIndexes(const Platform& platform, Findings& findings);
 void checkJournal(const Platform& platform, Findings& findings);
 void checkLocks(const Platform& platform, Findings& findings);
 
+/// The folders that must be there and take files: the container and the cache.
+void checkFolders(const Platform& platform, Findings& findings);
+
 /// The machine: the worker, asked for at most five seconds, and FUSE.
 void checkWorker(const Platform& platform, Findings& findings);
 void checkFUSE(Findings& findings);

@@ -42,7 +42,8 @@ void reportFailure(const Failure& failure, ErrorFormat format) {
     return;
   }
   const std::string subject = failure.subject.empty() ? "" : printable(failure.subject) + ": ";
-  fmt::print(stderr, "tovrin: {}{}\n", subject, printable(sentence(failure.error)));
+  const std::string cause = failure.cause.empty() ? "" : " (" + failure.cause + ")";
+  fmt::print(stderr, "tovrin: {}{}{}\n", subject, printable(sentence(failure.error)), cause);
 }
 
 }  // namespace tovrin::cli

@@ -8,6 +8,7 @@
 #include "cli/command.h"
 #include "cli/interruption.h"
 #include "cli/output.h"
+#include "cli/shared_state.h"
 
 namespace tovrin::cli {
 
@@ -55,10 +56,12 @@ int reportWrongWords(const CLI::App& app, const CLI::ParseError& error, bool noW
 Outcome outcomeOf(const Invocation& invocation) {
   try {
     Session session(invocation.container);
-    return invocation.run(session);
+    Outcome outcome = invocation.run(session);
+    if (!outcome) outcome.error().cause = sharedFileBehind(outcome.error().error, session.platform());
+    return outcome;
   } catch (const std::exception& exception) {  // no memory, or a working directory that is gone
     return std::unexpected(Failure{
-        {}, {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileReadUnknown), exception.what()}});
+        {}, {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileReadUnknown), exception.what()}, {}});
   }
 }
 
@@ -79,6 +82,7 @@ void describe(CLI::App& app, Invocation& invocation) {
   app.add_option("--container", invocation.container, "The container shared with the main application")
       ->envname("TOVRIN_CONTAINER")
       ->type_name("DIR")
+      ->check([](const std::string& directory) { return directory.empty() ? "It names no folder." : ""; })
       ->option_text("DIR");
   app.footer(
       "Example:\n  tovrin ls '/Warped Files'\n\nThe container can be named by the variable TOVRIN_CONTAINER, too.");

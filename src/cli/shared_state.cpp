@@ -1,6 +1,9 @@
 #include "cli/shared_state.h"
 
+#include "local/cached_items.h"
+#include "materialize/connection_snapshot.h"
 #include "platform/file_system.h"
+#include "shared/manifest_indexes.h"
 #include "shared/warp_directory.h"
 
 namespace tovrin::cli {
@@ -9,6 +12,17 @@ Result<TovrinWarpSharedMaterializationState> loadMaterializationState(const Plat
   TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform.directories));
   TOVRIN_TRY(const FileContents contents, readWholeFile(warp.materializationState()));
   return decodeMaterializationState(contents.bytes);
+}
+
+std::string_view sharedFileBehind(const NSError& error, const Platform& platform) {
+  const auto failsAlike = [&](const auto& loaded) { return !loaded && loaded.error() == error; };
+  if (const auto warp = locateWarpDirectory(platform.directories);
+      warp && failsAlike(readConnectionSnapshot(warp->path()))) {
+    return "renterd-connection.json";
+  }
+  if (failsAlike(CachedItemsJournal(platform).load())) return "file-provider-cached-items.json";
+  if (failsAlike(ManifestIndexes(platform).tombstones())) return "destroyed-manifest-index.json";
+  return {};
 }
 
 bool isMissingFile(const NSError& error) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "materialize/materialization_state.h"
 #include "platform/platform.h"
 
@@ -7,6 +9,10 @@ namespace tovrin::cli {
 
 /// The record of the most recent operation. NSCocoaErrorDomain 260 when there was none yet.
 Result<TovrinWarpSharedMaterializationState> loadMaterializationState(const Platform& platform);
+
+/// The shared file, other than a manifest, whose reading fails with this error; empty when there is none. Reads them
+/// again.
+std::string_view sharedFileBehind(const NSError& error, const Platform& platform);
 
 /// The error is that a file, not its contents, is missing.
 bool isMissingFile(const NSError& error);

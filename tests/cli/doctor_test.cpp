@@ -1,4 +1,5 @@
 #include <signal.h>
+#include <unistd.h>
 
 #include "cli/command_fixture.h"
 #include "support/lock_holder.h"
@@ -150,12 +151,60 @@ TEST_F(Doctor, asksTheWorker) {
       << finding("problem  worker");
   startWorker();
   EXPECT_EQ(finding("well     worker"), "well     worker     " + worker_.address() + ": Ready.");
+}
+
+TEST_F(Doctor, tellsTheFaultsOfAWorkerApart) {
+  installHealthyContainer();
+  const std::string problem = "problem  worker     " + worker_.address() + ": ";
   ASSERT_TRUE(worker_.setAccounts("3"));
-  EXPECT_NE(finding("problem  worker").find(": Not ready: 3 of 10 accounts are ready"), std::string::npos);
-  ASSERT_TRUE(worker_.addFault("status code=401 route=accounts"));
-  EXPECT_NE(finding("problem  worker").find("Ombrel Cloud is not reachable"), std::string::npos);
+  EXPECT_EQ(finding("problem  worker"), problem + "Not ready: 3 of 10 accounts are ready.");
+  installConnection(platform_, worker_.address(), "not it");
+  EXPECT_EQ(finding("problem  worker"),
+            problem + "It answered with status 401: the password in renterd-connection.json is not the worker’s.");
+  installConnection(platform_, worker_.address(), worker_.password());
+  ASSERT_TRUE(worker_.addFault("status code=503 route=accounts"));
+  EXPECT_EQ(finding("problem  worker"), problem + "It answered, but not as expected: status 503.");
+  installConnection(platform_, "/api", "x");
+  EXPECT_TRUE(finding("problem  worker").starts_with("problem  worker     /api: Does not answer: "));
+  const std::string gone = worker_.address();
   worker_.stop();
-  EXPECT_NE(finding("problem  worker").find(": Not ready: 0 of 10"), std::string::npos);
+  installConnection(platform_, gone, worker_.password());
+  EXPECT_TRUE(finding("problem  worker").starts_with(problem + "Does not answer: ")) << finding("problem  worker");
+}
+
+TEST_F(Doctor, findsAContainerThatIsNotThere) {
+  const std::string nowhere = (scratch_ / "nowhere").string();
+  const Ended ended = run({"--container", nowhere, "doctor"});
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_TRUE(ended.out.starts_with("problem  container  " + nowhere + ": There is no such folder.\n")) << ended.out;
+  EXPECT_FALSE(std::filesystem::exists(nowhere));
+}
+
+TEST_F(Doctor, findsACacheThatCannotBeWritten) {
+  installHealthyContainer();
+  writeFile(scratch_ / "file", "in the way");
+  std::erase_if(environment_, [](const std::string& variable) { return variable.starts_with("XDG_CACHE_HOME="); });
+  environment_.push_back("XDG_CACHE_HOME=" + (scratch_ / "file/cache").string());
+  EXPECT_EQ(finding("problem  cache"), "problem  cache      " + (scratch_ / "file/cache/tovrin").string() +
+                                           ": Cannot be written to: no file can be opened.");
+}
+
+TEST_F(Doctor, findsAContainerThatCannotBeWritten) {
+  if (geteuid() == 0) GTEST_SKIP() << "root may write everywhere";
+  installHealthyContainer();
+  std::filesystem::permissions(warp(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  EXPECT_TRUE(finding("problem  container").find(": Cannot be written to: ") != std::string::npos);
+  std::filesystem::permissions(warp(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(Doctor, saysWhatCanBeWrongWithARecord) {
+  installHealthyContainer();
+  writeFile(warp() / "file-provider-cached-items.json",
+            R"({"updatedAt":"2025-03-01T12:00:00Z","records":[{"warpID":"W1","relativePath":"/p/notes","size":-1,)"
+            R"("cachedAt":"2025-03-01T12:00:00Z"}]})");
+  EXPECT_TRUE(finding("problem  journal    file-provider-cached-items.json: A record breaks a rule: ")
+                  .ends_with("outside FileProviderPendingWriteback."))
+      << finding("problem  journal");
 }
 
 TEST_F(Doctor, neverShowsThePassword) {

@@ -241,8 +241,8 @@ TEST_F(Fetch, tellsWhichKeyOfTheConnectionFileIsWrong) {
   ASSERT_EQ(error["error"]["codingPath"].Size(), 1u);
   EXPECT_STREQ(error["error"]["codingPath"][0].GetString(), "httpAddress");
   const Ended plain = run({"fetch", kPhotos + "/notes"});
-  EXPECT_EQ(plain.err,
-            "tovrin: " + kPhotos + "/notes: httpAddress: " + error["error"]["debugDescription"].GetString() + "\n");
+  EXPECT_EQ(plain.err, "tovrin: " + kPhotos + "/notes: httpAddress: " + error["error"]["debugDescription"].GetString() +
+                           " (renterd-connection.json)\n");
 }
 
 TEST_F(Fetch, drawsItsProgressOnATerminalOnly) {

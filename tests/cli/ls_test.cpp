@@ -26,6 +26,14 @@ TEST_F(Ls, listsPathsAsTheMountedDomainShowsThem) {
   EXPECT_EQ(run({"ls", kPhotos + "/./sub/../sub"}).out, "x.txt\n");
 }
 
+TEST_F(Ls, ofAContainerThatHoldsNothingHintsAtIt) {
+  const std::string nowhere = (scratch_ / "nowhere").string();
+  const Ended ended = run({"--container", nowhere, "ls", "/Warped Files"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_EQ(ended.out, "");
+  EXPECT_EQ(ended.err, "tovrin: " + nowhere + " has no Warp directory: nothing is shared there yet\n");
+}
+
 TEST_F(Ls, listsIdentifiers) {
   installPhotos();
   EXPECT_EQ(run({"ls", "manifest:W1"}).out, "a.jpg\nlink\nnotes\nsub\n");

@@ -41,6 +41,15 @@ TEST_F(Put, queuesChangedContentsForUpload) {
   EXPECT_EQ(readFile(records[0]["pendingWritebackFilePath"].GetString()), "Buy the milk.");
 }
 
+TEST_F(Put, namesTheSharedFileThatIsAtFault) {
+  writeFile(warp() / "file-provider-cached-items.json", "no journal");
+  EXPECT_EQ(run({"put", itemPath(), "new"}).err,
+            "tovrin: " + itemPath() + ": The given data was not valid JSON. (file-provider-cached-items.json)\n");
+  std::filesystem::remove(warp() / "file-provider-cached-items.json");
+  writeFile(warp() / "destroyed-manifest-index.json", R"({"version":2})");
+  EXPECT_TRUE(run({"put", itemPath(), "new"}).err.ends_with(" (destroyed-manifest-index.json)\n"));
+}
+
 TEST_F(Put, saysWhenNothingChanged) {
   const Ended ended = run({"put", itemPath(), "same"});
   EXPECT_EQ(ended.status, 0) << ended.err;

@@ -30,6 +30,8 @@ TEST_F(Words, thatAreWrongAreToldWithTheUsageAndStatusTwo) {
       {{"bogus"}, "there is no command “tovrin bogus”\nUsage: tovrin [OPTIONS] COMMAND\n"},
       {{"--bogus"}, "there is no option “--bogus”\nUsage: tovrin "},
       {{"--container"}, "Usage: tovrin "},
+      {{"--container", "", "ls"}, "--container: It names no folder.\nUsage: tovrin ls "},
+      {{"ls", "--container", ""}, "--container: It names no folder.\nUsage: tovrin ls "},
       {{"ls", "--bogus"}, "--bogus\nUsage: tovrin ls [OPTIONS] [ITEM]\n"},
       {{"ls", "/", "/"}, "Usage: tovrin ls [OPTIONS] [ITEM]\n"},
       {{"cat"}, "Usage: tovrin cat [OPTIONS] ITEM\n"},
