@@ -22,7 +22,7 @@ complete -c tovrin -n $none -a ls -d 'List a folder'
 complete -c tovrin -n $none -a cat -d 'Print a file\'s contents'
 complete -c tovrin -n $none -a fetch -d 'Download a file'
 complete -c tovrin -n $none -a put -d 'Save new contents for a file'
-complete -c tovrin -n $none -a status -d 'Show what is opened, cached and waiting'
+complete -c tovrin -n $none -a status -d 'Show what is and was opened, and what waits'
 complete -c tovrin -n $none -a doctor -d 'Say what is wrong, in plain words'
 complete -c tovrin -n $none -a inspect -d 'Answer one question as JSON, for tools'
 complete -c tovrin -n "$nocall" -a "$calls"

@@ -1,5 +1,7 @@
 #include "cli/command.h"
 
+#include <fmt/core.h>
+
 #include "cli/output.h"
 
 namespace tovrin::cli {
@@ -7,7 +9,8 @@ namespace tovrin::cli {
 CLI::App* addCommand(CLI::App& app, const char* name, const char* purpose, const char* example) {
   CLI::App* command = app.add_subcommand(name, purpose);
   command->group("Commands");
-  command->footer(std::string("Example:\n  ") + example);
+  command->footer(
+      fmt::format("Example:\n  {}\n\nWith --container DIR another container is used than the usual one.", example));
   command->fallthrough();
   return command;
 }

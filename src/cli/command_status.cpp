@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -73,7 +75,10 @@ Outcome follow(const Platform& platform, bool json) {
   do {
     TOVRIN_CHECK(about("standard output", printer.print(sources.report())));
   } while (watch.waitForChange(interruption));
-  return kExitInterrupted;
+  if (interruption.requested()) return kExitInterrupted;
+  // The reader left: end as a write would have ended.
+  std::raise(SIGPIPE);
+  return std::unexpected(Failure{"standard output", NSError::posix(EPIPE), {}});
 }
 
 Outcome status(const Platform& platform, bool json) {
@@ -86,7 +91,8 @@ Outcome status(const Platform& platform, bool json) {
 }  // namespace
 
 void addStatusCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App* command = addCommand(app, "status", "Show what is opened, cached and waiting", "tovrin status --follow");
+  CLI::App* command =
+      addCommand(app, "status", "Show what is and was opened, and what waits", "tovrin status --follow");
   const auto follows = std::make_shared<bool>(false);
   command->add_flag("--follow", *follows, "Go on until interrupted, showing every change");
   command->add_flag("--json", invocation.json, "Print JSON, with --follow one object a line");

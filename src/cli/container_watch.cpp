@@ -45,9 +45,10 @@ ContainerWatch::Coverage ContainerWatch::cover() {
 bool ContainerWatch::waitForChange(const InterruptWatch& interruption) {
   const Coverage coverage = cover();
   if (coverage == Coverage::changed) return !interruption.requested();
-  std::array<pollfd, 2> sources{pollfd{interruption.descriptor(), POLLIN, 0}, pollfd{descriptor_, POLLIN, 0}};
+  std::array<pollfd, 3> sources{pollfd{interruption.descriptor(), POLLIN, 0}, pollfd{STDOUT_FILENO, 0, 0},
+                                pollfd{descriptor_, POLLIN, 0}};
   poll(sources.data(), sources.size(), coverage == Coverage::complete ? -1 : kPollMilliseconds);
-  if (interruption.requested()) return false;
+  if (interruption.requested() || (sources[1].revents & (POLLERR | POLLHUP)) != 0) return false;
   poll(sources.data(), 1, kSettleMilliseconds);
   std::array<char, 4096> events;
   while (descriptor_ >= 0 && read(descriptor_, events.data(), events.size()) > 0) {

@@ -16,7 +16,8 @@ class ContainerWatch {
   ContainerWatch(const ContainerWatch&) = delete;
   ContainerWatch& operator=(const ContainerWatch&) = delete;
 
-  /// False once interrupted. May wake up without a change, never sleeps through one.
+  /// False once interrupted, or when whoever reads standard output has left. May wake up without a change, never sleeps
+  /// through one.
   bool waitForChange(const InterruptWatch& interruption);
 
  private:

@@ -1,9 +1,14 @@
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "cli/command.h"
 #include "cli/interruption.h"
@@ -72,8 +77,43 @@ int run(const Invocation& invocation) {
   return wasInterrupted() ? kExitInterrupted : kExitFailed;
 }
 
+/// The usual help, whose usage line also shows the options that are needed.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* app, std::string name) const override {
+    std::string usage = CLI::Formatter::make_usage(app, std::move(name));
+    for (const CLI::Option* option : app->get_options(isNeeded)) {
+      const std::string needed = fmt::format(" -{} {}", option->get_snames().front(), option->get_option_text());
+      usage.insert(usage.find_last_not_of('\n') + 1, needed);
+    }
+    return usage;
+  }
+
+ private:
+  static bool isNeeded(const CLI::Option* option) { return option->nonpositional() && option->get_required(); }
+};
+
+/// "help" is understood as "--help", also of a command.
+std::vector<std::string> wordsOf(int argc, char** argv) {
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (words.empty() || words.front() != "help") return words;
+  words.erase(words.begin());
+  words.emplace_back("--help");
+  return words;
+}
+
+int printHelp(const CLI::App& app, const CLI::Success& asked) {
+  std::ostringstream text;
+  app.exit(asked, text, text);
+  const auto printed = about("standard output", writeStandardOutput(text.str()));
+  if (printed) return kExitDone;
+  reportFailure(printed.error(), ErrorFormat::plain);
+  return kExitFailed;
+}
+
 void describe(CLI::App& app, Invocation& invocation) {
   app.name("tovrin");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.get_formatter()->column_width(26);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.get_formatter()->label("Positionals", "Arguments");
@@ -107,9 +147,11 @@ int main(int argc, char** argv) {
   Invocation invocation;
   describe(app, invocation);
   try {
-    app.parse(argc, argv);
+    std::vector<std::string> words = wordsOf(argc, argv);
+    std::ranges::reverse(words);  // as the library takes them
+    app.parse(std::move(words));
   } catch (const CLI::Success& asked) {
-    return app.exit(asked);
+    return printHelp(app, asked);
   } catch (const CLI::ParseError& error) {
     return reportWrongWords(app, error, argc < 2);
   }

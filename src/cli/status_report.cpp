@@ -50,6 +50,11 @@ std::string operationText(const StatusReport& report) {
   return fmt::format("{}: {} {}\n", text, printable(operation.detail), readableDate(operation.updatedAt));
 }
 
+/// As `ls` and `cat` take it.
+std::string shownPath(const TovrinWarpSharedCachedItemRecord& record) {
+  return "/Warped Files" + printable(record.relativePath);
+}
+
 template <class Line>
 std::string newest(const std::vector<TovrinWarpSharedCachedItemRecord>& records, Line&& line) {
   std::string text;
@@ -83,16 +88,16 @@ StatusReport makeStatusReport(const Platform& platform, ManifestStore& store, Ca
 
 std::string statusText(const StatusReport& report) {
   std::string text = operationText(report);
-  text +=
-      fmt::format("Cached: {}, {}\n", counted(report.cached.size(), "file"), readableSize(totalSize(report.cached)));
+  text += fmt::format("Opened here: {}, {}\n", counted(report.cached.size(), "file"),
+                      readableSize(totalSize(report.cached)));
   text += newest(report.cached, [](const auto& record) {
-    return fmt::format("{}  {}", printable(record.relativePath), readableSize(record.size));
+    return fmt::format("{}  {}", shownPath(record), readableSize(record.size));
   });
   if (!report.waitingForUpload.empty()) {
     text += fmt::format("Waiting for upload: {}\n", counted(report.waitingForUpload.size(), "file"));
     text += newest(report.waitingForUpload, [](const auto& record) {
       const std::string since = record.modifiedAt ? " since " + readableDate(*record.modifiedAt) : "";
-      return fmt::format("{}  {}{}", printable(record.relativePath), readableSize(*record.pendingWritebackSize), since);
+      return fmt::format("{}  {}{}", shownPath(record), readableSize(*record.pendingWritebackSize), since);
     });
   }
   if (!report.needsAttention.empty()) text += "Needs attention:\n";

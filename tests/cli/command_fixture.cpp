@@ -117,6 +117,11 @@ bool RunningCommand::waitForErrorOutput(std::string_view text) {
   return true;
 }
 
+void RunningCommand::closeOutput() {
+  close(out_);
+  out_ = -1;
+}
+
 Ended RunningCommand::finish() {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   while (readSome(100)) {

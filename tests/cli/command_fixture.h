@@ -42,6 +42,8 @@ class RunningCommand {
   /// passed.
   bool waitForOutput(std::string_view text);
   bool waitForErrorOutput(std::string_view text);
+  /// Nobody reads its standard output any more.
+  void closeOutput();
   /// Reads everything and waits for the end, 60 seconds at most.
   Ended finish();
 

@@ -72,7 +72,7 @@ TEST_F(Interruption, isRememberedAsAFailedOpening) {
 
 TEST_F(Interruption, endsFollowingTheStatus) {
   const auto command = start({"status", "--follow"});
-  ASSERT_TRUE(command->waitForOutput("Cached: 0 files"));
+  ASSERT_TRUE(command->waitForOutput("Opened here: 0 files"));
   command->signal(SIGINT);
   EXPECT_EQ(command->finish().status, 130);
 }

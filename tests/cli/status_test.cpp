@@ -10,18 +10,20 @@ using Status = Command;
 TEST_F(Status, ofANewContainerIsEmpty) {
   const Ended plain = run({"status"});
   EXPECT_EQ(plain.status, 0);
-  EXPECT_EQ(plain.out, "Nothing has been opened or saved yet.\nCached: 0 files, 0 bytes\n");
+  EXPECT_EQ(plain.out, "Nothing has been opened or saved yet.\nOpened here: 0 files, 0 bytes\n");
   EXPECT_EQ(plain.err, "");
   EXPECT_EQ(run({"status", "--json"}).out, "{\"cached\":[],\"waitingForUpload\":[],\"needsAttention\":[]}\n");
 }
 
-TEST_F(Status, namesWhatWasOpenedAndWhatIsCached) {
+TEST_F(Status, namesWhatWasOpened) {
   installPhotos();
   startWorker();
   ASSERT_EQ(run({"cat", kPhotos + "/notes"}).status, 0);
   const std::string text = run({"status"}).out;
   EXPECT_NE(text.find("Open complete: Opened /Users/ann/Photos/notes."), std::string::npos) << text;
-  EXPECT_NE(text.find("Cached: 1 file, 19 bytes\n  /Users/ann/Photos/notes  19 bytes\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("Opened here: 1 file, 19 bytes\n  /Warped Files/Users/ann/Photos/notes  19 bytes\n"),
+            std::string::npos)
+      << text;
   const auto status = parsed(run({"status", "--json"}).out);
   EXPECT_STREQ(status["operation"]["title"].GetString(), "Open complete");
   EXPECT_STREQ(status["cached"][0]["relativePath"].GetString(), "/Users/ann/Photos/notes");
@@ -36,7 +38,8 @@ TEST_F(Status, namesEditsThatWaitForUpload) {
                 (warp() / "FileProviderPendingWriteback/x.txt").string() +
                 R"(","pendingWritebackSize":4,"pendingWritebackChecksumSHA256":")" + std::string(64, 'a') + "\"}]}");
   const std::string text = run({"status"}).out;
-  EXPECT_NE(text.find("Waiting for upload: 1 file\n  /p/notes  4 bytes since 2025-03-01 12:00\n"), std::string::npos)
+  EXPECT_NE(text.find("Waiting for upload: 1 file\n  /Warped Files/p/notes  4 bytes since 2025-03-01 12:00\n"),
+            std::string::npos)
       << text;
   EXPECT_EQ(parsed(run({"status", "--json"}).out)["waitingForUpload"].Size(), 1u);
 }
@@ -83,9 +86,17 @@ TEST_F(Status, followsEveryChangeWithOneObjectPerLine) {
   }
 }
 
+TEST_F(Status, endsWithItsReader) {
+  installPhotos();
+  const auto command = start({"status", "--follow"});
+  ASSERT_TRUE(command->waitForOutput("Opened here: 0 files"));
+  command->closeOutput();
+  EXPECT_EQ(command->finish().status, -SIGPIPE);
+}
+
 TEST_F(Status, followsAContainerThatIsMadeLater) {
   const auto command = start({"status", "--follow"});
-  ASSERT_TRUE(command->waitForOutput("Cached: 0 files"));
+  ASSERT_TRUE(command->waitForOutput("Opened here: 0 files"));
   writeFile(warp() / "ManifestMirror/bad.json", "{}");
   EXPECT_TRUE(command->waitForOutput("bad.json"));
 }

@@ -1,4 +1,7 @@
+#include <sys/wait.h>
+
 #include <algorithm>
+#include <cstdlib>
 
 #include "cli/command_fixture.h"
 
@@ -46,7 +49,7 @@ TEST_F(Words, thatAreWrongAreToldWithTheUsageAndStatusTwo) {
       {{"inspect", "item"}, "Usage: tovrin inspect item [OPTIONS] ID\n"},
       {{"inspect", "anchor", "x"}, "Usage: tovrin inspect anchor [OPTIONS]\n"},
       {{"inspect", "changes", "x"}, "Usage: tovrin inspect changes [OPTIONS] ID ANCHOR\n"},
-      {{"inspect", "lzfse", "x"}, "Usage: tovrin inspect lzfse [OPTIONS] FILE\n"},
+      {{"inspect", "lzfse", "x"}, "Usage: tovrin inspect lzfse [OPTIONS] FILE -o OUT\n"},
   };
   for (const auto& [words, message] : calls) {
     const Ended ended = run(words);
@@ -74,9 +77,21 @@ TEST_F(Words, askForHelpEverywhere) {
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.err, "");
     EXPECT_NE(ended.out.find("Usage: tovrin"), std::string::npos) << ended.out;
+    EXPECT_NE(ended.out.find("--container DIR"), std::string::npos) << ended.out;
     EXPECT_NE(ended.out.find("Example:\n  tovrin "), std::string::npos) << ended.out;
     EXPECT_TRUE(fitsIntoEightyColumns(ended.out)) << ended.out;
   }
+}
+
+TEST_F(Words, askForHelpWithTheWordHelp) {
+  EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
+  EXPECT_EQ(run({"help", "fetch"}).out, run({"fetch", "--help"}).out);
+}
+
+TEST_F(Words, ofHelpThatCannotBeWrittenFail) {
+  const std::string call = "'" TOVRIN_PROGRAM "' --help >/dev/full 2>'" + (work() / "err").string() + "'";
+  EXPECT_EQ(WEXITSTATUS(std::system(call.c_str())), 1);
+  EXPECT_TRUE(readFile(work() / "err").starts_with("tovrin: standard output: "));
 }
 
 TEST_F(Words, askForTheVersion) {
