@@ -74,4 +74,13 @@ std::list<std::unique_ptr<TaskGroup::Task>> TaskGroup::takeFinished() {
   return finished;
 }
 
+void startCancellable(TaskGroup& tasks, NSProgress& progress, std::function<void(std::stop_token)> work) {
+  std::stop_source cancellation;
+  progress.setCancellationHandler([cancellation]() mutable { cancellation.request_stop(); });
+  std::ignore = tasks.start([work = std::move(work), cancellation](std::stop_token groupStop) mutable {
+    const std::stop_callback onGroupStop(std::move(groupStop), [&cancellation] { cancellation.request_stop(); });
+    work(cancellation.get_token());
+  });
+}
+
 }  // namespace tovrin

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <stop_token>
 
+#include "foundation/progress.h"
+
 namespace tovrin {
 
 /// The asynchronous operations of one owner, each on a thread of its own. Destroying the group asks every task that
@@ -30,5 +32,8 @@ class TaskGroup {
   std::mutex lock_;
   std::list<std::unique_ptr<Task>> tasks_;
 };
+
+/// Starts `work` as a task that is also stopped by cancelling the progress, at any time from here on.
+void startCancellable(TaskGroup& tasks, NSProgress& progress, std::function<void(std::stop_token)> work);
 
 }  // namespace tovrin

@@ -176,12 +176,7 @@ Result<void> startEdit(const EditContext& context, const std::shared_ptr<const N
   SharedItem original = editableItem(item, *context.tree);
   if (!original) return failure(readOnlyError());
   auto edit = std::make_shared<Edit>(context, std::move(original), *contents, progress, completion);
-  std::stop_source cancellation;
-  progress->setCancellationHandler([cancellation]() mutable { cancellation.request_stop(); });
-  std::ignore = context.tasks.start([edit, cancellation](std::stop_token groupStop) mutable {
-    const std::stop_callback onGroupStop(std::move(groupStop), [&cancellation] { cancellation.request_stop(); });
-    edit->run(cancellation.get_token());
-  });
+  startCancellable(context.tasks, *progress, [edit](const std::stop_token& stop) { edit->run(stop); });
   return {};
 }
 

@@ -7,21 +7,12 @@
 #include "foundation/path.h"
 #include "foundation/uuid.h"
 #include "materialize/errors.h"
+#include "materialize/fetch_destination.h"
 #include "materialize/file_checksum.h"
 #include "platform/file_system.h"
 
 namespace tovrin {
 namespace {
-
-constexpr std::size_t kLongestFileName = 255;
-
-std::string freshName(std::string_view relativePath) {
-  std::string name = makeUUIDString() + ".";
-  const std::string_view extension = pathExtension(relativePath);
-  // An entry's own name may be as long as a file name can be, and its extension nearly so.
-  const bool isUsable = !extension.empty() && name.size() + extension.size() <= kLongestFileName;
-  return name.append(isUsable ? extension : "warp");
-}
 
 Result<void> checkMetadata(const std::filesystem::path& contents) {
   std::error_code error;
@@ -36,7 +27,8 @@ Result<PendingCopy> PendingCopy::make(const WarpDirectory& warp, std::string_vie
                                       const std::filesystem::path& contents, const std::stop_token& stop) {
   TOVRIN_CHECK(checkMetadata(contents));
   TOVRIN_CHECK(createDirectories(warp.pendingWriteback()));
-  PendingCopy copy(standardizedPath((warp.pendingWriteback() / freshName(relativePath)).string()));
+  const std::string name = makeUUIDString() + "." + deliveredExtension(relativePath);
+  PendingCopy copy(standardizedPath((warp.pendingWriteback() / name).string()));
   std::ignore = removeItem(copy.path_);  // the name is fresh: what could be there is nobody's
   TOVRIN_CHECK(copyItem(contents, copy.path_, Durability::durable));
   TOVRIN_TRY(const FileAttributes attributes, fileAttributes(copy.path_));

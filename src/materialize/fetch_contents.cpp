@@ -170,12 +170,7 @@ Result<void> startFetch(const FetchContext& context, const NSFileProviderItemIde
                         const std::shared_ptr<NSProgress>& progress, const FetchCompletion& completion) {
   TOVRIN_TRY(FetchableEntry fetchable, resolve(*context.tree, itemIdentifier));
   auto fetch = std::make_shared<Fetch>(context, std::move(fetchable), progress, completion);
-  std::stop_source cancellation;
-  progress->setCancellationHandler([cancellation]() mutable { cancellation.request_stop(); });
-  std::ignore = context.tasks.start([fetch, cancellation](std::stop_token groupStop) mutable {
-    const std::stop_callback onGroupStop(std::move(groupStop), [&cancellation] { cancellation.request_stop(); });
-    fetch->run(cancellation.get_token());
-  });
+  startCancellable(context.tasks, *progress, [fetch](const std::stop_token& stop) { fetch->run(stop); });
   return {};
 }
 

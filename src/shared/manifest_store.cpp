@@ -51,21 +51,37 @@ void ManifestStore::forgetAllBut(const std::vector<std::string>& fileNames) {
   std::erase_if(files_, [&](const auto& file) { return !there.contains(file.first); });
 }
 
-std::vector<SharedManifest> ManifestStore::loadAll() {
+std::vector<ManifestStore::MirroredFile> ManifestStore::readMirror() {
   const auto directory = locateWarpDirectory(platform_.directories);
   if (!directory) return {};
   const auto names = manifestFileNames(directory->manifestMirror());
   if (!names) return {};
   forgetAllBut(*names);
-  std::vector<SharedManifest> manifests;
+  std::vector<MirroredFile> files;
+  files.reserve(names->size());
   for (const std::string& name : *names) {
     auto manifest = decodedAt(directory->manifestMirror() / name, name);
-    if (manifest && hasOnlyAbsolutePaths((*manifest)->manifest())) manifests.push_back(*std::move(manifest));
+    if (manifest && !hasOnlyAbsolutePaths((*manifest)->manifest())) manifest = failure(corruptFile());
+    files.push_back({name, std::move(manifest)});
   }
+  return files;
+}
+
+std::vector<SharedManifest> ManifestStore::loadAll() {
+  std::vector<SharedManifest> manifests;
+  for (MirroredFile& file : readMirror())
+    if (file.manifest) manifests.push_back(*std::move(file.manifest));
   std::ranges::stable_sort(manifests, [](const SharedManifest& a, const SharedManifest& b) {
     return a->manifest().createdAt > b->manifest().createdAt;
   });
   return manifests;
+}
+
+std::vector<ManifestStore::SkippedManifest> ManifestStore::skipped() {
+  std::vector<SkippedManifest> skipped;
+  for (const MirroredFile& file : readMirror())
+    if (!file.manifest) skipped.push_back({file.name, file.manifest.error()});
+  return skipped;
 }
 
 Result<SharedManifest> ManifestStore::load(std::string_view warpID) {
@@ -78,23 +94,6 @@ Result<SharedManifest> ManifestStore::load(std::string_view warpID) {
   TOVRIN_TRY(SharedManifest manifest, decodedAt(path, fileName));
   if (!isManifestOf(manifest->manifest(), warpID)) return failure(corruptFile());
   return manifest;
-}
-
-std::vector<ManifestStore::SkippedManifest> ManifestStore::skipped() {
-  const auto directory = locateWarpDirectory(platform_.directories);
-  if (!directory) return {};
-  const auto names = manifestFileNames(directory->manifestMirror());
-  if (!names) return {};
-  std::vector<SkippedManifest> skipped;
-  for (const std::string& name : *names) {
-    const auto manifest = decodedAt(directory->manifestMirror() / name, name);
-    if (!manifest) {
-      skipped.push_back({name, manifest.error()});
-    } else if (!hasOnlyAbsolutePaths((*manifest)->manifest())) {
-      skipped.push_back({name, corruptFile()});
-    }
-  }
-  return skipped;
 }
 
 }  // namespace tovrin

@@ -40,6 +40,13 @@ class ManifestStore {
 
  private:
   using File = DecodedFile<SharedManifest>;
+  struct MirroredFile {
+    std::string name;
+    Result<SharedManifest> manifest;
+  };
+
+  /// Every file of the mirror, in directory order.
+  std::vector<MirroredFile> readMirror();
 
   Result<SharedManifest> decodedAt(const std::filesystem::path& path, const std::string& fileName);
   void forgetAllBut(const std::vector<std::string>& fileNames);
