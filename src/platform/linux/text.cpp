@@ -51,8 +51,11 @@ bool isCharacterBoundary(std::string_view text, std::size_t offset) {
   if (before < 0x20 || before == 0x7F) return true;
 
   // After a printable ASCII character, such as the "/" of a folder, only a mark that joins it can follow.
+  const std::string_view following = text.substr(offset, U8_MAX_LENGTH);
   UChar32 next = 0;
-  U8_GET(reinterpret_cast<const std::uint8_t*>(text.data()), 0, offset, text.size(), next);
+  std::int32_t position = 0;
+  U8_NEXT(reinterpret_cast<const std::uint8_t*>(following.data()), position,
+          static_cast<std::int32_t>(following.size()), next);
   const int kind = u_getIntPropertyValue(next, UCHAR_GRAPHEME_CLUSTER_BREAK);
   return kind != U_GCB_EXTEND && kind != U_GCB_SPACING_MARK && kind != U_GCB_ZWJ;
 }
