@@ -21,7 +21,7 @@ struct Words {
 /// Where the file goes: as named, into the folder that was named, or here under its own name.
 std::filesystem::path targetOf(const Words& words, const ItemArgument& argument, const TovrinFileProviderItem& item) {
   const std::string ownName =
-      argument.name.empty() ? fileName({item.itemIdentifier(), item.filename()}) : argument.name;
+      argument.name.empty() ? host::fileName({item.itemIdentifier(), item.filename()}) : argument.name;
   std::filesystem::path target =
       words.output.empty() ? std::filesystem::path(ownName) : std::filesystem::path(words.output);
   std::error_code ignored;

@@ -31,9 +31,9 @@ std::vector<NamedItem> namedChildren(Session& session, const NSFileProviderItemI
   std::unordered_map<std::string_view, std::vector<NamedItem*>> folders;
   for (NamedItem& child : children) folders[child.item->parentItemIdentifier()].push_back(&child);
   for (const auto& [folder, items] : folders) {
-    std::vector<FolderMember> members;
+    std::vector<host::FolderMember> members;
     for (const NamedItem* child : items) members.push_back({child->item->itemIdentifier(), child->item->filename()});
-    std::vector<std::string> names = fileNames(members);
+    std::vector<std::string> names = host::fileNames(members);
     for (std::size_t i = 0; i < items.size(); ++i) items[i]->name = std::move(names[i]);
   }
   return children;

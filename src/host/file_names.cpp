@@ -10,7 +10,7 @@
 #include "platform/sha256.h"
 #include "provider/identifier.h"
 
-namespace tovrin {
+namespace tovrin::host {
 
 namespace {
 
@@ -95,4 +95,4 @@ std::vector<std::string> fileNames(std::span<const FolderMember> members) {
   return names;
 }
 
-}  // namespace tovrin
+}  // namespace tovrin::host

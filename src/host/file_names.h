@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tovrin {
+namespace tovrin::host {
 
 /// The longest file name that the file systems of this machine hold, in bytes.
 inline constexpr std::size_t kLongestFileName = 255;
@@ -27,4 +27,4 @@ std::string fileName(const FolderMember& member);
 /// path ends in it, else to a Warp before a folder above Warps, else to the smallest identifier.
 std::vector<std::string> fileNames(std::span<const FolderMember> members);
 
-}  // namespace tovrin
+}  // namespace tovrin::host

@@ -7,7 +7,7 @@
 #include "foundation/encoding.h"
 #include "provider/identifier.h"
 
-namespace tovrin {
+namespace tovrin::host {
 namespace {
 
 std::string aloneAs(std::string_view filename) { return fileName({"entry:W1:YQ", filename}); }
@@ -115,4 +115,4 @@ TEST(FileNames, keepClearOfANameThatIsASuffixedOneByItself) {
 }
 
 }  // namespace
-}  // namespace tovrin
+}  // namespace tovrin::host
