@@ -6,18 +6,12 @@
 
 #include "foundation/date.h"
 #include "foundation/result.h"
+#include "foundation/utf8.h"
 
 namespace tovrin::cli {
 
 /// Writes all of it, unbuffered. A full disk or a reader that left is an error, not silence.
 Result<void> writeStandardOutput(std::string_view text);
-
-/// Safe to show on a terminal, as `ls -b` shows it: control characters, characters that turn the direction of writing
-/// and bytes that are not UTF-8 become escapes, and "\" is doubled.
-std::string printable(std::string_view text);
-
-/// Valid UTF-8, with U+FFFD where `text` is not.
-std::string repairedUTF8(std::string_view text);
 
 /// Columns that the text takes on a terminal.
 std::size_t columnsOf(std::string_view text);
