@@ -3,23 +3,11 @@
 #include <tuple>
 
 #include "cli/answer.h"
-#include "platform/directories.h"
 #include "platform/file_system.h"
 
 namespace tovrin::cli {
 
 namespace {
-
-class CollectedItems final : public NSFileProviderEnumerationObserver {
- public:
-  void didEnumerateItems(std::span<const SharedItem> items) override {
-    items_.insert(items_.end(), items.begin(), items.end());
-  }
-  void finishEnumeratingUpToPage(const std::optional<NSFileProviderPage>& nextPage) override { nextPage_ = nextPage; }
-
-  std::vector<SharedItem> items_;
-  std::optional<NSFileProviderPage> nextPage_;
-};
 
 class CollectedChanges final : public NSFileProviderChangeObserver {
  public:
@@ -36,56 +24,15 @@ class CollectedChanges final : public NSFileProviderChangeObserver {
   Session::Changes changes_;
 };
 
-/// An item of which nothing but the identifier is known: the extension looks up the rest.
-class ItemByIdentifier final : public NSFileProviderItem {
- public:
-  explicit ItemByIdentifier(NSFileProviderItemIdentifier identifier) : identifier_(std::move(identifier)) {}
-  const NSFileProviderItemIdentifier& itemIdentifier() const override { return identifier_; }
-
- private:
-  NSFileProviderItemIdentifier identifier_;
-};
-
 }  // namespace
 
 Session::Session(const std::string& container)
-    : directories_(makeDirectories(container.empty() ? std::nullopt : std::optional<std::filesystem::path>(container))),
-      urlSession_(makeURLSession()),
-      notifications_(makeDistributedNotificationCenter()),
-      platform_{systemClock(), *directories_, *urlSession_, *notifications_},
-      extension_({"tovrin", "Tovrin"}, platform_) {}
-
-SharedItem Session::item(const NSFileProviderItemIdentifier& identifier) {
-  SharedItem found;
-  extension_.itemForIdentifier(identifier,
-                               [&](const SharedItem& item, const std::optional<NSError>&) { found = item; });
-  return found;
-}
-
-std::vector<SharedItem> Session::children(const NSFileProviderItemIdentifier& container) {
-  const auto enumerator = extension_.enumeratorForContainerItemIdentifier(container);
-  CollectedItems observer;
-  NSFileProviderPage page;
-  do {
-    observer.nextPage_.reset();
-    enumerator->enumerateItems(observer, page);
-    page = observer.nextPage_.value_or(NSFileProviderPage());
-  } while (observer.nextPage_);
-  return std::move(observer.items_);
-}
-
-NSFileProviderSyncAnchor Session::anchor() {
-  NSFileProviderSyncAnchor current;
-  extension_
-      .enumeratorForContainerItemIdentifier(NSFileProviderItemIdentifier(NSFileProviderRootContainerItemIdentifier))
-      ->currentSyncAnchor([&](const NSFileProviderSyncAnchor& anchor) { current = anchor; });
-  return current;
-}
+    : Domain(container.empty() ? std::nullopt : std::optional<std::filesystem::path>(container)) {}
 
 Session::Changes Session::changes(const NSFileProviderItemIdentifier& container,
                                   const NSFileProviderSyncAnchor& anchor) {
   CollectedChanges observer;
-  extension_.enumeratorForContainerItemIdentifier(container)->enumerateChanges(observer, anchor);
+  extension().enumeratorForContainerItemIdentifier(container)->enumerateChanges(observer, anchor);
   return std::move(observer.changes_);
 }
 
@@ -93,7 +40,7 @@ Result<Session::Fetched> Session::fetch(const NSFileProviderItemIdentifier& iden
                                         const InterruptWatch& interruption,
                                         const std::function<void(const NSProgress&)>& whileWaiting) {
   const auto answer = std::make_shared<Answer<Result<Fetched>>>();
-  const auto progress = extension_.fetchContentsForItemWithIdentifier(
+  const auto progress = extension().fetchContentsForItemWithIdentifier(
       identifier, std::nullopt,
       [answer](const std::optional<std::filesystem::path>& file, const SharedItem& item,
                const std::optional<NSError>& error) {
@@ -108,15 +55,11 @@ Result<Session::Fetched> Session::fetch(const NSFileProviderItemIdentifier& iden
 
 Result<SharedItem> Session::modify(const NSFileProviderItemIdentifier& identifier,
                                    const std::filesystem::path& contents, const InterruptWatch& interruption) {
-  std::shared_ptr<const NSFileProviderItem> handedIn = std::make_shared<ItemByIdentifier>(identifier);
-  NSFileProviderItemVersion baseVersion;
-  if (const SharedItem known = item(identifier)) {
-    baseVersion = known->itemVersion();
-    handedIn = known;
-  }
+  const SharedItem known = item(identifier);
   const auto answer = std::make_shared<Answer<Result<SharedItem>>>();
-  const auto progress = extension_.modifyItem(
-      handedIn, baseVersion, NSFileProviderItemContents, contents,
+  const auto progress = extension().modifyItem(
+      host::itemToHandIn(known, identifier), known ? known->itemVersion() : NSFileProviderItemVersion(),
+      NSFileProviderItemContents, contents,
       [answer](const SharedItem& item, NSFileProviderItemFields, bool, const std::optional<NSError>& error) {
         if (error) return answer->give(failure(*error));
         answer->give(item);

@@ -8,25 +8,15 @@
 #include <vector>
 
 #include "cli/interruption.h"
-#include "platform/platform.h"
-#include "provider/extension.h"
-#include "provider/item.h"
+#include "host/domain.h"
 
 namespace tovrin::cli {
 
-/// One run of the command: the services of this machine, and the extension that everything shown comes from.
-class Session {
+/// One run of the command: the domain that everything shown comes from, and its operations as a user waits for them.
+class Session : public host::Domain {
  public:
   /// `container` is the app-group container; empty for an installation that has none.
   explicit Session(const std::string& container);
-
-  const Platform& platform() const { return platform_; }
-
-  /// The item of an identifier, or null.
-  SharedItem item(const NSFileProviderItemIdentifier& identifier);
-  /// What the container's enumerator delivers, in its order.
-  std::vector<SharedItem> children(const NSFileProviderItemIdentifier& container);
-  NSFileProviderSyncAnchor anchor();
 
   struct Changes {
     std::optional<std::vector<SharedItem>> updated;  ///< nothing when the anchor is current
@@ -48,13 +38,6 @@ class Session {
   /// accepted, interrupted or not.
   Result<SharedItem> modify(const NSFileProviderItemIdentifier& identifier, const std::filesystem::path& contents,
                             const InterruptWatch& interruption);
-
- private:
-  std::unique_ptr<Directories> directories_;
-  std::unique_ptr<URLSession> urlSession_;
-  std::unique_ptr<NotificationCenter> notifications_;
-  Platform platform_;
-  TovrinFileProviderExtension extension_;
 };
 
 }  // namespace tovrin::cli

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/platform.h"
+#include "provider/extension.h"
+#include "provider/item.h"
+
+namespace tovrin::host {
+
+/// The operating system's side of one domain: this machine's services and the extension, asked through its operations.
+/// Thread-safe.
+class Domain {
+ public:
+  /// `container` is the app-group container; nothing for an installation that has none.
+  explicit Domain(const std::optional<std::filesystem::path>& container);
+
+  const Platform& platform() const { return platform_; }
+  NSFileProviderReplicatedExtension& extension() { return extension_; }
+
+  /// The item of an identifier, or null.
+  SharedItem item(const NSFileProviderItemIdentifier& identifier);
+  /// What the container's enumerator delivers, in its order.
+  std::vector<SharedItem> children(const NSFileProviderItemIdentifier& container);
+  NSFileProviderSyncAnchor anchor();
+
+ private:
+  std::unique_ptr<Directories> directories_;
+  std::unique_ptr<URLSession> urlSession_;
+  std::unique_ptr<NotificationCenter> notifications_;
+  Platform platform_;
+  TovrinFileProviderExtension extension_;
+};
+
+/// The item as the extension is handed it back: the one it gave, or for one that is gone its identifier alone.
+std::shared_ptr<const NSFileProviderItem> itemToHandIn(const SharedItem& known,
+                                                       const NSFileProviderItemIdentifier& identifier);
+
+}  // namespace tovrin::host
