@@ -1,11 +1,11 @@
 #include "platform/notification_center.h"
 
-#include <systemd/sd-bus.h>
-
 #include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <type_traits>
+
+#include "platform/linux/session_bus.h"
 
 namespace tovrin {
 
@@ -17,17 +17,6 @@ constexpr const char* kMember = "Posted";
 
 // A living bus takes a signal in well under a millisecond; one that hangs must not hold up the user's file.
 constexpr std::chrono::microseconds kLongestWait = std::chrono::milliseconds(100);
-
-struct BusDeleter {
-  void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
-};
-using Bus = std::unique_ptr<sd_bus, BusDeleter>;
-
-Bus connect() {
-  sd_bus* bus = nullptr;
-  // Only connects to a bus that runs: unlike other clients, this one never starts a daemon.
-  return Bus(sd_bus_open_user(&bus) < 0 ? nullptr : bus);
-}
 
 bool everythingIsSent(sd_bus* bus) {
   std::uint64_t queued = 0;
@@ -47,21 +36,12 @@ bool sendQueued(sd_bus* bus) {
   return true;
 }
 
-/// Reads what the bus has told us, which shows whether it still is there.
-bool isAlive(sd_bus* bus) {
-  int progress = 0;
-  do {
-    progress = sd_bus_process(bus, nullptr);
-  } while (progress > 0);
-  return progress == 0 && sd_bus_is_open(bus) > 0;
-}
-
 class BusNotificationCenter final : public NotificationCenter {
  public:
   void post(const std::string& name) override {
     const std::lock_guard hold(lock_);
     if (bus_ != nullptr && !isAlive(bus_.get())) bus_.reset();
-    if (bus_ == nullptr) bus_ = connect();
+    if (bus_ == nullptr) bus_ = openSessionBus();
     if (bus_ == nullptr) return;
     const int queued = sd_bus_emit_signal(bus_.get(), kPath, kInterface, kMember, "s", name.c_str());
     if (queued < 0 || !sendQueued(bus_.get())) bus_.reset();
