@@ -23,6 +23,10 @@ std::string_view rawValue(TovrinWarpSharedFinderBadgeState state);
 std::string_view finderTagName(TovrinWarpSharedFinderBadgeState state);
 /// Exact and case-sensitive; nothing for a tag that is not one of the system's.
 std::optional<TovrinWarpSharedFinderBadgeState> stateOfFinderTag(std::string_view name);
+/// The attribute that holds a file's tags, as a binary property list of stored tags.
+inline constexpr std::string_view kFinderTagsAttribute = "com.apple.metadata:_kMDItemUserTags";
+/// The whole tag as it is stored: its name and, for the states that files are put in here, a colour.
+std::string storedFinderTag(TovrinWarpSharedFinderBadgeState state);
 
 /// The file that tells the main application which badges to draw.
 struct TovrinWarpSharedFinderBadgeUpdate {

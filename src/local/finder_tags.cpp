@@ -19,7 +19,6 @@ namespace {
 
 using State = TovrinWarpSharedFinderBadgeState;
 
-constexpr std::string_view kUserTagsAttribute = "com.apple.metadata:_kMDItemUserTags";
 constexpr std::string_view kFinderInfoAttribute = "com.apple.FinderInfo";
 constexpr std::size_t kFinderInfoBytes = 32;
 constexpr std::size_t kLabelByte = 9;
@@ -27,23 +26,6 @@ constexpr int kHighestColour = 7;
 
 constexpr std::array<std::string_view, 5> kTagNames{"Tovrin", "Tovrin Remote", "Tovrin Cached", "Tovrin Opening",
                                                     "Tovrin Issue"};
-
-/// The whole tag as it is stored: a name and, for the states that files are put in here, a colour.
-std::string storedTag(State state) {
-  const std::string name(finderTagName(state));
-  switch (state) {
-    case State::cached:
-      return name + "\n2";
-    case State::opening:
-      return name + "\n5";
-    case State::issue:
-      return name + "\n6";
-    case State::warpedRoot:
-    case State::remoteOnly:
-      break;
-  }
-  return name;
-}
 
 std::string_view nameOf(std::string_view tag) { return tag.substr(0, tag.find('\n')); }
 
@@ -59,7 +41,7 @@ std::optional<int> colourOf(std::string_view tag) {
 }
 
 std::vector<std::string> tagsOf(const std::filesystem::path& file, LinkPolicy links) {
-  const auto bytes = extendedAttribute(file, kUserTagsAttribute, links);
+  const auto bytes = extendedAttribute(file, kFinderTagsAttribute, links);
   if (!bytes) return {};
   return decodeStringArrayPropertyList(*bytes).value_or(std::vector<std::string>());
 }
@@ -74,10 +56,26 @@ std::optional<State> stateOfFinderTag(std::string_view name) {
   return static_cast<State>(found - kTagNames.begin());
 }
 
+std::string storedFinderTag(State state) {
+  const std::string name(finderTagName(state));
+  switch (state) {
+    case State::cached:
+      return name + "\n2";
+    case State::opening:
+      return name + "\n5";
+    case State::issue:
+      return name + "\n6";
+    case State::warpedRoot:
+    case State::remoteOnly:
+      break;
+  }
+  return name;
+}
+
 void FinderBadges::tag(const std::filesystem::path& file, State state, LinkPolicy links) try {
   std::vector<std::string> tags = tagsOf(file, links);
   std::erase_if(tags, [](const std::string& tag) { return stateOfFinderTag(nameOf(tag)).has_value(); });
-  tags.push_back(storedTag(state));
+  tags.push_back(storedFinderTag(state));
   applyFinderTags(tags, file, links);
 } catch (const std::exception&) {
   // Decoration: without memory for it there is none.
@@ -87,8 +85,8 @@ void applyFinderTags(const std::vector<std::string>& tagNames, const std::filesy
   const auto encoded = encodeBinaryPropertyList(tagNames);
   if (!encoded) return;
   const std::string& wanted = *encoded;
-  if (extendedAttribute(file, kUserTagsAttribute, links) != wanted)
-    std::ignore = setExtendedAttribute(file, kUserTagsAttribute, wanted, links);
+  if (extendedAttribute(file, kFinderTagsAttribute, links) != wanted)
+    std::ignore = setExtendedAttribute(file, kFinderTagsAttribute, wanted, links);
 
   std::optional<int> colour;
   for (const std::string& tag : tagNames)
