@@ -1,0 +1,188 @@
+#include "host/kept_edits.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "host/log.h"
+
+namespace tovrin::host {
+
+namespace {
+
+constexpr std::chrono::seconds kFirstRetry{2};
+constexpr std::chrono::seconds kRarestRetry{300};
+
+std::chrono::seconds retryDelay(unsigned refusals) {
+  return std::min(kRarestRetry, kFirstRetry * (1U << std::min(refusals - 1, 8U)));
+}
+
+}  // namespace
+
+KeptEdits::KeptEdits(Domain& domain, ReplicaStore& store, DelayedCalls& later, Observer observer)
+    : domain_(domain), store_(store), later_(later), observer_(std::move(observer)) {
+  for (const Edit& edit : store_.edits()) {
+    if (edit.state == EditState::interrupted) continue;
+    states_[edit.identifier].isChanged = edit.state == EditState::unsaved;
+  }
+}
+
+KeptEdits::~KeptEdits() {
+  std::unique_lock hold(lock_);
+  calm_.wait(hold, [this] { return underWay_ == 0; });
+}
+
+void KeptEdits::resume() {
+  for (const Edit& edit : store_.edits()) {
+    if (edit.state == EditState::unsaved) handOver(edit.identifier, [](const Result<void>&) {});
+  }
+}
+
+Result<std::shared_ptr<LocalFile>> KeptEdits::open(const NSFileProviderItemIdentifier& identifier,
+                                                   const std::string& baseVersion, const LocalFile* from) {
+  if (std::shared_ptr<LocalFile> known = store_.openEdit(identifier)) return known;
+  TOVRIN_TRY(std::shared_ptr<LocalFile> begun, store_.beginEdit(identifier, baseVersion, from));
+  const std::scoped_lock hold(lock_);
+  states_.try_emplace(identifier);
+  return begun;
+}
+
+bool KeptEdits::beginChange(const NSFileProviderItemIdentifier& identifier) {
+  std::unique_lock hold(lock_);
+  auto known = states_.end();
+  calm_.wait(hold, [&] {
+    known = states_.find(identifier);
+    return known == states_.end() || !known->second.isHandedOver;
+  });
+  if (known == states_.end()) return false;
+  ++known->second.changes;
+  known->second.isChanged = true;
+  return true;
+}
+
+void KeptEdits::endChange(const NSFileProviderItemIdentifier& identifier) {
+  const std::scoped_lock hold(lock_);
+  if (--states_.at(identifier).changes == 0) calm_.notify_all();
+}
+
+/// Waits until nobody else works on the edit; false when there is nothing to hand over.
+bool KeptEdits::claim(const NSFileProviderItemIdentifier& identifier) {
+  std::unique_lock hold(lock_);
+  auto known = states_.end();
+  calm_.wait(hold, [&] {
+    known = states_.find(identifier);
+    return known == states_.end() || (!known->second.isHandedOver && known->second.changes == 0);
+  });
+  if (known == states_.end() || !known->second.isChanged) return false;
+  known->second.isHandedOver = true;
+  known->second.isChanged = false;
+  ++underWay_;
+  return true;
+}
+
+void KeptEdits::handOver(const NSFileProviderItemIdentifier& identifier, Completion completion) {
+  if (!claim(identifier)) return completion({});
+  const std::shared_ptr<LocalFile> file = store_.openEdit(identifier);
+  Result<void> marked = file ? store_.markEdit(identifier, EditState::unsaved, false) : Result<void>();
+  if (!file || !marked) return ended(identifier, marked, completion);
+  const SharedItem item = domain_.item(identifier);
+  domain_.extension().modifyItem(
+      itemToHandIn(item, identifier), item ? item->itemVersion() : NSFileProviderItemVersion(),
+      NSFileProviderItemContents, file->path(),
+      [this, identifier, file, completion = std::move(completion)](const SharedItem&, NSFileProviderItemFields, bool,
+                                                                   const std::optional<NSError>& error) {
+        ended(identifier, error ? Result<void>(failure(*error)) : recordTaken(identifier), completion);
+      });
+}
+
+/// Contents that turned out to be the stored ones wait for no upload: they are the item's copy.
+Result<void> KeptEdits::recordTaken(const NSFileProviderItemIdentifier& identifier) {
+  const SharedItem item = domain_.item(identifier);
+  const std::optional<ReplicaStore::Local> local = store_.find(identifier);
+  std::error_code unknown;
+  const bool isStored = item && local && local->version == item->itemVersion().contentVersion && item->isUploaded() &&
+                        item->documentSize() == static_cast<std::int64_t>(file_size(local->file, unknown));
+  if (!isStored) return store_.markEdit(identifier, EditState::saved, false);
+  TOVRIN_CHECK(store_.turnEditIntoCopy(identifier));
+  const std::scoped_lock hold(lock_);
+  // Changes wait while it is handed over; those that come now begin a new edit.
+  if (const auto known = states_.find(identifier); known != states_.end()) states_.erase(known);
+  return {};
+}
+
+void KeptEdits::ended(const NSFileProviderItemIdentifier& identifier, const Result<void>& result,
+                      const Completion& completion) {
+  if (!result) {
+    // Whatever happens to this machine now, what was typed must still be there.
+    if (const Result<void> kept = store_.markEdit(identifier, EditState::unsaved, true); !kept) {
+      log::error("an edit could not be recorded: {}", kept.error().localizedDescription());
+    }
+  }
+  unsigned refusals = 0;
+  {
+    const std::scoped_lock hold(lock_);
+    if (const auto known = states_.find(identifier); known != states_.end()) {
+      State& state = known->second;
+      state.isHandedOver = false;
+      state.isChanged = state.isChanged || !result;
+      state.error = result ? std::nullopt : std::optional(result.error());
+      state.refusals = refusals = result ? 0 : state.refusals + 1;
+    }
+  }
+  if (refusals > 0) {
+    later_.after(retryDelay(refusals), [this, identifier] { handOver(identifier, [](const Result<void>&) {}); });
+  }
+  observer_(identifier, result);
+  completion(result);
+  const std::scoped_lock hold(lock_);
+  --underWay_;
+  calm_.notify_all();
+}
+
+void KeptEdits::handOverAll(std::stop_token stop) {
+  struct Waiting {
+    std::mutex lock;
+    std::condition_variable_any answered;
+    int open = 0;
+  };
+  const auto waiting = std::make_shared<Waiting>();
+  for (const Edit& edit : store_.edits()) {
+    if (edit.state != EditState::unsaved) continue;
+    {
+      const std::scoped_lock hold(waiting->lock);
+      ++waiting->open;
+    }
+    handOver(edit.identifier, [waiting](const Result<void>&) {
+      const std::scoped_lock hold(waiting->lock);
+      --waiting->open;
+      waiting->answered.notify_all();
+    });
+  }
+  std::unique_lock hold(waiting->lock);
+  waiting->answered.wait(hold, stop, [&] { return waiting->open == 0; });
+}
+
+void KeptEdits::forget(const NSFileProviderItemIdentifier& identifier) {
+  {
+    const std::scoped_lock hold(lock_);
+    const auto known = states_.find(identifier);
+    if (known != states_.end()) {
+      if (known->second.isChanged || known->second.isHandedOver || known->second.changes > 0) return;
+      states_.erase(known);
+    }
+  }
+  store_.forgetEdit(identifier);
+}
+
+std::optional<NSError> KeptEdits::lastError(std::string_view identifier) const {
+  const std::scoped_lock hold(lock_);
+  const auto known = states_.find(NSFileProviderItemIdentifier(identifier));
+  return known == states_.end() ? std::nullopt : known->second.error;
+}
+
+bool KeptEdits::hasUnsaved(std::string_view identifier) const {
+  const std::scoped_lock hold(lock_);
+  const auto known = states_.find(NSFileProviderItemIdentifier(identifier));
+  return known != states_.end() && (known->second.isChanged || known->second.isHandedOver);
+}
+
+}  // namespace tovrin::host

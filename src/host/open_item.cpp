@@ -1,0 +1,42 @@
+#include "host/open_item.h"
+
+#include "host/error_numbers.h"
+
+namespace tovrin::host {
+
+std::shared_ptr<LocalFile> OpenItem::contents() const {
+  const std::scoped_lock hold(lock_);
+  return contents_;
+}
+
+Result<std::shared_ptr<LocalFile>> OpenItem::edit() {
+  const std::scoped_lock once(beginning_);
+  std::shared_ptr<LocalFile> from;
+  {
+    const std::scoped_lock hold(lock_);
+    if (edit_) return edit_;
+    from = contents_;
+  }
+  TOVRIN_TRY(std::shared_ptr<LocalFile> begun, edits_.open(identifier_, version_, from.get()));
+  const std::scoped_lock hold(lock_);
+  edit_ = contents_ = std::move(begun);
+  return edit_;
+}
+
+void OpenItem::leaveEdit(const std::shared_ptr<LocalFile>& edit) {
+  const std::scoped_lock hold(lock_);
+  if (edit_ == edit) edit_.reset();
+}
+
+int OpenItem::change(const std::function<int(int descriptor)>& write) {
+  while (true) {
+    const Result<std::shared_ptr<LocalFile>> file = edit();
+    if (!file) return errorNumber(file.error(), Operation::open);
+    int outcome = 0;
+    if (edits_.change(identifier_, [&] { outcome = write((*file)->descriptor()); })) return outcome;
+    // It has become the item's copy meanwhile: this change begins another.
+    leaveEdit(*file);
+  }
+}
+
+}  // namespace tovrin::host

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "host/kept_edits.h"
+#include "host/replica_store.h"
+
+namespace tovrin::host {
+
+/// One version of a file while it is open, shared by all who have it open: at first its copy, from the first change on
+/// its edit. Thread-safe.
+class OpenItem {
+ public:
+  OpenItem(NSFileProviderItemIdentifier identifier, std::string version, std::shared_ptr<LocalFile> contents,
+           KeptEdits& edits)
+      : identifier_(std::move(identifier)),
+        version_(std::move(version)),
+        edits_(edits),
+        contents_(std::move(contents)) {}
+
+  const NSFileProviderItemIdentifier& identifier() const { return identifier_; }
+
+  /// What reads are answered from. Null while nothing was written to a file that was opened to be emptied.
+  std::shared_ptr<LocalFile> contents() const;
+
+  /// Runs `write` on the descriptor of the edit, which is begun first when this is the first change. `write` returns
+  /// an errno, as this does.
+  int change(const std::function<int(int descriptor)>& write);
+
+ private:
+  Result<std::shared_ptr<LocalFile>> edit();
+  void leaveEdit(const std::shared_ptr<LocalFile>& edit);
+
+  const NSFileProviderItemIdentifier identifier_;
+  const std::string version_;
+  KeptEdits& edits_;
+  mutable std::mutex lock_;
+  std::shared_ptr<LocalFile> contents_;
+  std::shared_ptr<LocalFile> edit_;  ///< what changes go to; the same file as `contents_`
+  std::mutex beginning_;             ///< held while an edit is begun, so that it is begun once
+};
+
+}  // namespace tovrin::host
