@@ -1,6 +1,6 @@
 #include "foundation/error.h"
 
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace tovrin {
@@ -84,8 +84,7 @@ std::string urlDescription(std::int64_t code) {
 }
 
 std::string posixDescription(std::int64_t code) {
-  char text[256] = {};
-  return std::string("The operation couldn’t be completed. ") + strerror_r(static_cast<int>(code), text, sizeof text);
+  return "The operation couldn’t be completed. " + std::generic_category().message(static_cast<int>(code));
 }
 
 std::string usualDescription(std::string_view domain, std::int64_t code) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -180,6 +181,27 @@ TEST(JSONDecoder, refusesNumbersThatDoNotFitAndNamesTheKey) {
             (Path{"leaves", "1", "count"}));
   EXPECT_EQ(failureOf(branchWith("version", "9223372036854775808")).kind, Kind::dataCorrupted);
   EXPECT_EQ(failureOf(branchWith("weight", "1e999")).codingPath, Path{"weight"});
+}
+
+TEST(JSONDecoder, readsDoublesToTheLastBit) {
+  for (const auto& [text, value] :
+       std::vector<std::pair<std::string, double>>{{"0.1", 0.1},
+                                                   {"-12.5E+1", -125.0},
+                                                   {"4.9e-324", 4.9e-324},
+                                                   {"1.7976931348623157e308", 0x1.fffffffffffffp1023},
+                                                   {"123456789012345678901234567890", 123456789012345678901234567890.0},
+                                                   {"0e99999999999999999999", 0.0}}) {
+    const auto branch = decodeJSON<Branch>(branchWith("weight", text));
+    ASSERT_TRUE(branch) << text;
+    EXPECT_EQ(branch->weight, value) << text;
+  }
+  EXPECT_TRUE(std::signbit(decodeJSON<Branch>(branchWith("weight", "-0.0")).value().weight.value()));
+}
+
+TEST(JSONDecoder, refusesANumberThatADoubleCouldOnlyHoldAsZero) {
+  for (const char* text : {"1e-999", "-0.0001e-400"}) {
+    EXPECT_EQ(failureOf(branchWith("weight", text)).codingPath, Path{"weight"}) << text;
+  }
 }
 
 TEST(JSONDecoder, tellsTheKindsOfErrorApart) {

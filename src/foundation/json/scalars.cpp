@@ -7,6 +7,8 @@
 #include <limits>
 #include <string>
 
+#include <simdjson.h>
+
 namespace tovrin::json {
 namespace {
 
@@ -110,9 +112,15 @@ std::optional<WideInteger> integerValue(std::string_view token) {
 }
 
 std::optional<double> doubleValue(std::string_view token) {
+  const std::string_view mantissa = token.substr(0, token.find_first_of("eE"));
+  if (mantissa.find_first_of("123456789") == std::string_view::npos) return token.starts_with('-') ? -0.0 : 0.0;
+  // Not std::from_chars: macOS before 26 has none for doubles.
+  thread_local simdjson::ondemand::parser parser;
+  const simdjson::padded_string text(token);
+  simdjson::ondemand::document document;
   double value = 0;
-  const auto [end, error] = std::from_chars(token.data(), token.data() + token.size(), value);
-  if (error != std::errc() || !std::isfinite(value)) return std::nullopt;
+  if (parser.iterate(text).get(document) != simdjson::SUCCESS) return std::nullopt;
+  if (document.get_double().get(value) != simdjson::SUCCESS || value == 0) return std::nullopt;
   return value;
 }
 
