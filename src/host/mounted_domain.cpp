@@ -204,9 +204,9 @@ void MountedDomain::handedOver(const NSFileProviderItemIdentifier& identifier, c
   attributesChanged(identifier);
 }
 
-bool MountedDomain::hasEdit(const NSFileProviderItemIdentifier& identifier) const {
+std::optional<std::filesystem::path> MountedDomain::editOf(const NSFileProviderItemIdentifier& identifier) const {
   const auto local = store_->find(identifier);
-  return local && local->edit.has_value();
+  return local && local->edit ? std::optional(local->file) : std::nullopt;
 }
 
 ItemStatus MountedDomain::itemStatus(const Node& node) const {

@@ -74,7 +74,8 @@ class MountedDomain final : public MountControl {
   /// The opener is gone, or does not want to wait any more.
   void leave(const Fetches::Ticket& ticket, const NSError& why) { fetches_.leave(ticket, why); }
 
-  bool hasEdit(const NSFileProviderItemIdentifier& identifier) const;
+  /// The file of the item's edit, when it has one.
+  std::optional<std::filesystem::path> editOf(const NSFileProviderItemIdentifier& identifier) const;
   KeptEdits& edits() { return edits_; }
   DelayedCalls& later() { return later_; }
   ItemStatus itemStatus(const Node& node) const;
