@@ -32,15 +32,12 @@ std::vector<SharedManifest> visibleAmong(std::vector<SharedManifest> manifests, 
 }
 
 void sortInFinderOrder(std::vector<SharedItem>& items) {
-  struct Named {
-    std::string key;
-    SharedItem item;
-  };
-  std::vector<Named> named;
-  named.reserve(items.size());
-  for (SharedItem& item : items) named.push_back({finderSortKey(item->filename()), std::move(item)});
-  std::ranges::stable_sort(named, {}, &Named::key);
-  std::ranges::transform(named, items.begin(), [](Named& each) { return std::move(each.item); });
+  std::vector<SharedItem> unordered = std::move(items);
+  std::vector<std::string_view> names;
+  names.reserve(unordered.size());
+  for (const SharedItem& item : unordered) names.push_back(item->filename());
+  items.clear();
+  for (const std::uint32_t index : finderOrder(names)) items.push_back(std::move(unordered[index]));
 }
 
 std::vector<SharedItem> entryItems(const SharedManifest& manifest, std::span<const std::uint32_t> entries,

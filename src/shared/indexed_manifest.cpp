@@ -1,7 +1,6 @@
 #include "shared/indexed_manifest.h"
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 #include "foundation/path.h"
@@ -24,15 +23,11 @@ std::size_t depth(std::string_view canonicalPath) {
 bool isFile(TovrinWarpSharedEntryKind kind) { return kind == TovrinWarpSharedEntryKind::file; }
 
 void sortInFinderOrder(std::span<std::uint32_t> children, const std::vector<TovrinWarpSharedEntry>& entries) {
-  struct Named {
-    std::string key;
-    std::uint32_t entry;
-  };
-  std::vector<Named> named;
-  named.reserve(children.size());
-  for (const std::uint32_t child : children) named.push_back({finderSortKey(entries[child].displayName), child});
-  std::ranges::stable_sort(named, {}, &Named::key);
-  std::ranges::copy(named | std::views::transform(&Named::entry), children.begin());
+  const std::vector<std::uint32_t> unordered(children.begin(), children.end());
+  std::vector<std::string_view> names;
+  names.reserve(children.size());
+  for (const std::uint32_t child : children) names.push_back(entries[child].displayName);
+  std::ranges::transform(finderOrder(names), children.begin(), [&](std::uint32_t index) { return unordered[index]; });
 }
 
 }  // namespace

@@ -205,16 +205,24 @@ TEST(FinderOrder, sortsByRootRulesInAnUnknownLocale) {
   EXPECT_LT(FinderOrder("xx_XX").sortKey("file2"), FinderOrder("xx_XX").sortKey("file10"));
 }
 
-TEST(FinderSortKey, isTheSameOnEveryThread) {
-  const std::vector<std::string> names{"file10", "File2", "é", "日本", ""};
-  std::vector<std::string> expected;
-  for (const std::string& name : names) expected.push_back(finderSortKey(name));
+TEST(FinderOrder, givesEveryTextItsPlace) {
+  const std::vector<std::string_view> names{"file10", "File2", "a", "file2"};
+  EXPECT_EQ(finderOrder(names), (std::vector<std::uint32_t>{2, 3, 1, 0}));
+  EXPECT_TRUE(finderOrder({}).empty());
+}
+
+TEST(FinderOrder, keepsEqualTextsInTheOrderGiven) {
+  const std::vector<std::string_view> names{"b", "a", "b", "a", "b"};
+  EXPECT_EQ(finderOrder(names), (std::vector<std::uint32_t>{1, 3, 0, 2, 4}));
+}
+
+TEST(FinderOrder, isTheSameOnEveryThread) {
+  const std::vector<std::string_view> names{"file10", "File2", "é", "日本", ""};
+  const std::vector<std::uint32_t> expected = finderOrder(names);
   std::vector<std::jthread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
-      for (int round = 0; round < 200; ++round) {
-        for (std::size_t n = 0; n < names.size(); ++n) EXPECT_EQ(finderSortKey(names[n]), expected[n]);
-      }
+      for (int round = 0; round < 200; ++round) EXPECT_EQ(finderOrder(names), expected);
     });
   }
 }

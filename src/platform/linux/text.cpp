@@ -7,8 +7,10 @@
 #include <unicode/utext.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <numeric>
 
 #include "foundation/encoding.h"
 #include "platform/linux/finder_order.h"
@@ -87,10 +89,16 @@ bool hasCanonicalPrefix(std::string_view text, std::string_view prefix) {
   return textForm.starts_with(prefixForm) && isCharacterBoundary(textForm, prefixForm.size());
 }
 
-std::string finderSortKey(std::string_view text) {
+std::vector<std::uint32_t> finderOrder(std::span<const std::string_view> texts) {
   static const std::string locale = userCollationLocale();
   thread_local const FinderOrder order(locale);
-  return order.sortKey(text);
+  std::vector<std::string> keys;
+  keys.reserve(texts.size());
+  for (const std::string_view text : texts) keys.push_back(order.sortKey(text));
+  std::vector<std::uint32_t> indexes(texts.size());
+  std::iota(indexes.begin(), indexes.end(), 0U);
+  std::ranges::stable_sort(indexes, {}, [&](std::uint32_t index) -> const std::string& { return keys[index]; });
+  return indexes;
 }
 
 }  // namespace tovrin
