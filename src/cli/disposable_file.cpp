@@ -14,7 +14,7 @@
 #include "cli/target.h"
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
 namespace tovrin::cli {
 

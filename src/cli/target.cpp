@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
 namespace tovrin::cli {
 

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "platform/file_system.h"
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
 namespace tovrin {
 
@@ -38,11 +38,6 @@ Result<FileAttributes> fileAttributes(const std::filesystem::path& path) {
                          .statusChangeTimeNanoseconds = nanoseconds(status.stx_ctime)};
   if ((status.stx_mask & STATX_BTIME) != 0) attributes.birthTimeNanoseconds = nanoseconds(status.stx_btime);
   return attributes;
-}
-
-bool fileExists(const std::filesystem::path& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0;
 }
 
 }  // namespace tovrin

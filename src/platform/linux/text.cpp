@@ -14,6 +14,7 @@
 
 #include "foundation/encoding.h"
 #include "platform/linux/finder_order.h"
+#include "platform/posix/character_boundary.h"
 
 namespace tovrin {
 
@@ -44,7 +45,8 @@ bool isCharacterBoundaryByRules(std::string_view text, std::size_t offset) {
   return boundary;
 }
 
-/// Whether no whole character of `text` reaches across `offset`, which lies between two code points.
+}  // namespace
+
 bool isCharacterBoundary(std::string_view text, std::size_t offset) {
   if (offset == 0 || offset == text.size()) return true;
   const auto before = static_cast<unsigned char>(text[offset - 1]);
@@ -62,8 +64,6 @@ bool isCharacterBoundary(std::string_view text, std::size_t offset) {
   return kind != U_GCB_EXTEND && kind != U_GCB_SPACING_MARK && kind != U_GCB_ZWJ;
 }
 
-}  // namespace
-
 std::string canonicalForm(std::string_view text) {
   if (isASCII(text)) return std::string(text);
   UErrorCode status = U_ZERO_ERROR;
@@ -73,20 +73,6 @@ std::string canonicalForm(std::string_view text) {
   icu::StringByteSink<std::string> sink(&form, static_cast<int32_t>(text.size()));
   composer->normalizeUTF8(0, piece(text), sink, nullptr, status);
   return U_SUCCESS(status) ? form : std::string(text);
-}
-
-bool canonicallyEqual(std::string_view a, std::string_view b) {
-  if (a == b) return true;
-  if (isASCII(a) && isASCII(b)) return false;
-  return canonicalForm(a) == canonicalForm(b);
-}
-
-bool hasCanonicalPrefix(std::string_view text, std::string_view prefix) {
-  if (text.starts_with(prefix)) return isCharacterBoundary(text, prefix.size());
-  if (isASCII(text) && isASCII(prefix)) return false;
-  const std::string textForm = canonicalForm(text);
-  const std::string prefixForm = canonicalForm(prefix);
-  return textForm.starts_with(prefixForm) && isCharacterBoundary(textForm, prefixForm.size());
 }
 
 std::vector<std::uint32_t> finderOrder(std::span<const std::string_view> texts) {

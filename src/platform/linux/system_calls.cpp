@@ -1,11 +1,14 @@
-#include "platform/linux/file_descriptor.h"
+#include "platform/posix/system_calls.h"
 
 #include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin {
 
@@ -38,49 +41,17 @@ CopyOutcome copyInKernel(int from, int to, std::int64_t count) {
   return outcome;
 }
 
-CopyOutcome copyThroughMemory(int from, int to, std::int64_t count) {
-  CopyOutcome outcome;
-  std::array<char, 64 << 10> buffer;
-  while (outcome.copied < count) {
-    const auto room = static_cast<std::size_t>(std::min<std::int64_t>(count - outcome.copied, buffer.size()));
-    const ssize_t length = ::read(from, buffer.data(), room);
-    if (length < 0 && errno == EINTR) continue;
-    if (length < 0) return {outcome.copied, errno, FileOperation::read};
-    if (length == 0) break;
-    if (const int error = writeAll(to, {buffer.data(), static_cast<std::size_t>(length)}); error != 0) {
-      return {outcome.copied, error, FileOperation::update};
-    }
-    outcome.copied += length;
-  }
-  return outcome;
-}
-
 }  // namespace
 
-FileDescriptor FileDescriptor::open(const std::filesystem::path& path, int flags, mode_t mode) {
-  int descriptor = -1;
-  do {
-    descriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-  } while (descriptor < 0 && errno == EINTR);
-  return FileDescriptor(descriptor);
-}
+clockid_t uptimeClock() { return CLOCK_MONOTONIC; }
 
-int FileDescriptor::close() { return isOpen() ? closeDescriptor(release()) : 0; }
-
-int closeDescriptor(int descriptor) { return ::close(descriptor) == 0 || errno == EINTR ? 0 : errno; }
-
-int writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0) {
-      return EIO;
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return 0;
+int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // A file system that does not know the flag; between the question and the answer another process may step in.
+  struct stat status;
+  if (lstat(to.c_str(), &status) == 0) return EEXIST;
+  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 int synchronizeDescriptor(int descriptor) {
@@ -89,14 +60,6 @@ int synchronizeDescriptor(int descriptor) {
     result = ::fsync(descriptor);
   } while (result != 0 && errno == EINTR);
   return result == 0 ? 0 : errno;
-}
-
-int synchronizeFolderOf(const std::filesystem::path& path) {
-  const std::filesystem::path parent = path.parent_path();
-  const FileDescriptor folder = FileDescriptor::open(parent.empty() ? "." : parent, O_RDONLY | O_DIRECTORY);
-  if (!folder.isOpen()) return errno;
-  const int error = synchronizeDescriptor(folder.get());
-  return error == EINVAL || error == EOPNOTSUPP || error == EROFS ? 0 : error;
 }
 
 FileIdentity fileIdentity(const struct stat& status) {

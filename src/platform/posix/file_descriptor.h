@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "platform/file_system.h"
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
-/// System calls on open files, retried when a signal interrupts them. Shared by the file system's sources only.
+/// System calls on open files, retried when a signal interrupts them. Shared by the file system's sources and the host.
 namespace tovrin {
 
 /// Owns a file descriptor.
@@ -40,10 +40,12 @@ int closeDescriptor(int descriptor);
 
 /// 0 or an errno.
 int writeAll(int descriptor, std::string_view bytes);
+/// Hands the file's contents to the disk; 0 or an errno. Each system has its own.
 int synchronizeDescriptor(int descriptor);
 /// Makes a new name in the folder of `path` survive a crash. File systems that cannot sync a folder are no error.
 int synchronizeFolderOf(const std::filesystem::path& path);
 
+/// Each system has its own.
 FileIdentity fileIdentity(const struct stat& status);
 
 struct CopyOutcome {
@@ -53,6 +55,8 @@ struct CopyOutcome {
 };
 
 /// From the one position to the other, both of which advance; stops early only at the end of `from` or with an errno.
+/// Inside the kernel, in the system's own way, where it can.
 CopyOutcome copyDescriptorBytes(int from, int to, std::int64_t count);
+CopyOutcome copyThroughMemory(int from, int to, std::int64_t count);
 
 }  // namespace tovrin

@@ -1,4 +1,4 @@
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
 #include <cerrno>
 #include <string>

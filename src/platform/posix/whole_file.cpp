@@ -11,7 +11,7 @@
 
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
-#include "platform/linux/file_descriptor.h"
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin {
 

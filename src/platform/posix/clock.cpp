@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "platform/posix/system_calls.h"
+
 namespace tovrin {
 
 namespace {
@@ -24,7 +26,7 @@ std::chrono::steady_clock::time_point deadlineAfter(std::chrono::nanoseconds dur
 class SystemClock final : public Clock {
  public:
   Date now() const override { return {secondsOf(CLOCK_REALTIME)}; }
-  double systemUptime() const override { return secondsOf(CLOCK_MONOTONIC); }
+  double systemUptime() const override { return secondsOf(uptimeClock()); }
 
   bool sleep(std::chrono::nanoseconds duration, std::stop_token stop) override {
     std::mutex lock;

@@ -1,4 +1,4 @@
-#include "platform/linux/partial_file.h"
+#include "platform/posix/partial_file.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
 
 namespace tovrin {
 

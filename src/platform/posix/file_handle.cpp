@@ -4,7 +4,7 @@
 #include <cerrno>
 
 #include "platform/file_system.h"
-#include "platform/linux/file_descriptor.h"
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin {
 
@@ -89,6 +89,12 @@ Result<void> FileHandle::synchronize() { return resultOf(synchronizeDescriptor(d
 Result<void> FileHandle::close() {
   if (descriptor_ < 0) return {};
   return resultOf(closeDescriptor(std::exchange(descriptor_, -1)));
+}
+
+Result<std::int64_t> copyBytes(FileHandle& from, FileHandle& to, std::int64_t count) {
+  const CopyOutcome outcome = copyDescriptorBytes(from.descriptor(), to.descriptor(), count);
+  if (outcome.errnoValue != 0) return failure(fileError(outcome.errnoValue, outcome.failedOperation));
+  return outcome.copied;
 }
 
 }  // namespace tovrin

@@ -1,7 +1,5 @@
 #include <dirent.h>
 #include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,7 +7,8 @@
 #include <system_error>
 
 #include "platform/file_system.h"
-#include "platform/linux/file_error.h"
+#include "platform/posix/file_error.h"
+#include "platform/posix/system_calls.h"
 
 namespace tovrin {
 
@@ -27,15 +26,6 @@ bool isThere(const std::filesystem::path& path) {
   return lstat(path.c_str(), &status) == 0;
 }
 
-/// 0 or an errno, EEXIST when something has the name already.
-int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system that does not know the flag; between the question and the answer another process may step in.
-  if (isThere(to)) return EEXIST;
-  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
 Result<void> moveToOtherFileSystem(const std::filesystem::path& from, const std::filesystem::path& to) {
   TOVRIN_TRY(const FileAttributes attributes, fileAttributes(from));
   if (attributes.type != FileType::regular) return failure(fileError(EXDEV, FileOperation::create, to));
@@ -47,6 +37,11 @@ Result<void> moveToOtherFileSystem(const std::filesystem::path& from, const std:
 }
 
 }  // namespace
+
+bool fileExists(const std::filesystem::path& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}
 
 Result<void> createDirectories(const std::filesystem::path& path) {
   if (::mkdir(path.c_str(), kNewDirectoryMode) == 0) return {};
@@ -63,7 +58,8 @@ Result<void> createDirectories(const std::filesystem::path& path) {
 
 Result<void> removeItem(const std::filesystem::path& path) {
   if (::unlink(path.c_str()) == 0) return {};
-  if (errno != EISDIR) return failure(fileError(errno, FileOperation::remove, path));
+  // What POSIX says of a directory is EPERM; Linux has a better word.
+  if (errno != EISDIR && errno != EPERM) return failure(fileError(errno, FileOperation::remove, path));
   std::error_code error;
   std::filesystem::remove_all(path, error);
   if (error) return failure(fileError(error.value(), FileOperation::remove, path));
