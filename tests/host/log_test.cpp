@@ -2,12 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -16,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/child_process.h"
 #include "support/scratch_folder.h"
 
 namespace tovrin::host {
@@ -23,18 +22,6 @@ namespace {
 
 using log::Destination;
 using log::Level;
-
-/// Runs in a process of its own, since the log is one for the whole process; the exit status.
-int inChild(const std::function<void()>& run) {
-  const pid_t child = fork();
-  if (child == 0) {
-    run();
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 class Log : public ::testing::Test {
  protected:
@@ -154,13 +141,10 @@ class PrivateSocket {
   int descriptor_;
 };
 
-constexpr int kCannotTest = 77;
-
 /// Mounts an empty file system over a folder, for this process only.
 void hideFolder(const char* folder) {
-  const bool isHidden = unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                        mount("tmpfs", folder, "tmpfs", 0, "size=1m") == 0;
-  if (!isHidden) _exit(kCannotTest);
+  keepMountsPrivate();
+  ASSERT_EQ(mount("tmpfs", folder, "tmpfs", 0, "size=1m"), 0) << folder;
 }
 
 TEST_F(Log, reachesTheJournal) {
