@@ -15,7 +15,11 @@ class NSProgress {
 
   std::int64_t totalUnitCount() const { return total_; }
   std::int64_t completedUnitCount() const { return completed_.load(); }
-  void setCompletedUnitCount(std::int64_t count) { completed_.store(count); }
+  void setCompletedUnitCount(std::int64_t count);
+
+  /// `handler` is called with the completed count, now and at every change, in the order of the changes and on the
+  /// thread that makes them. It must not set the count or a count handler itself.
+  void setCountHandler(std::function<void(std::int64_t)> handler);
 
   /// Calls the cancellation handler, once however often it is called, on the calling thread.
   void cancel();
@@ -32,6 +36,8 @@ class NSProgress {
   std::atomic<bool> cancelled_{false};
   std::mutex handlerLock_;
   std::function<void()> handler_;
+  std::mutex countLock_;  ///< keeps the reports in order; held while the handler runs
+  std::function<void(std::int64_t)> countHandler_;
 };
 
 }  // namespace tovrin

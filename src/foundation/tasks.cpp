@@ -19,12 +19,24 @@ struct TaskGroup::Task {
   void run() {
     work(stop.get_token());
     work = nullptr;  // what the work holds is let go when it ends, not when its thread is given back
-    finished.store(true);
+    if (outlivesGroup)
+      delete this;
+    else
+      finished.store(true);
+  }
+
+  bool isCurrent() const { return thread.get_id() == std::this_thread::get_id(); }
+
+  /// On the task's own thread: nobody is left to join it.
+  void outliveGroup() {
+    thread.detach();
+    outlivesGroup = true;
   }
 
   std::function<void(std::stop_token)> work;
   std::stop_source stop;
   std::atomic<bool> finished{false};
+  bool outlivesGroup = false;  ///< used on the task's own thread only
   std::thread thread;
 };
 
@@ -39,7 +51,10 @@ TaskGroup::~TaskGroup() {
       running.swap(tasks_);
     }
     if (running.empty()) return;
-    for (const auto& task : running) task->stop.request_stop();
+    for (auto& task : running) {
+      task->stop.request_stop();
+      if (task->isCurrent()) task.release()->outliveGroup();
+    }
   }
 }
 

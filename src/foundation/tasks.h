@@ -11,8 +11,8 @@
 namespace tovrin {
 
 /// The asynchronous operations of one owner, each on a thread of its own. Destroying the group asks every task that
-/// still runs to stop and waits for it, so a task may use whatever outlives the group. A task must not destroy the
-/// group that it belongs to. Threads of finished tasks are given back when the next task starts.
+/// still runs to stop and waits for it, so a task may use whatever outlives the group. A task that lets go of the last
+/// hold on its own group is not waited for. Threads of finished tasks are given back when the next task starts.
 class TaskGroup {
  public:
   TaskGroup();

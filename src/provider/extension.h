@@ -14,7 +14,8 @@
 namespace tovrin {
 
 /// The extension: item lookup and enumeration on the caller's thread, fetches and edits each as a task. One instance
-/// per domain. Nothing is read at construction. Destroying it cancels what still runs and waits for it.
+/// per domain. Nothing is read at construction. Destroying it cancels what still runs and waits for it; a completion
+/// handler may hold the last reference.
 class TovrinFileProviderExtension final : public NSFileProviderReplicatedExtension {
  public:
   TovrinFileProviderExtension() = delete;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <thread>
 #include <vector>
 
@@ -78,6 +80,42 @@ TEST(NSProgress, letsGoOfWhatItsHandlerHeld) {
   EXPECT_EQ(held.use_count(), 2);
   progress->cancel();
   EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(NSProgress, reportsItsCountAtOnceAndAtEveryChange) {
+  const auto progress = NSProgress::withTotalUnitCount(100);
+  progress->setCompletedUnitCount(5);
+  std::vector<std::int64_t> counts;
+  progress->setCountHandler([&](std::int64_t count) { counts.push_back(count); });
+  progress->setCompletedUnitCount(99);
+  progress->setCompletedUnitCount(100);
+  EXPECT_EQ(counts, (std::vector<std::int64_t>{5, 99, 100}));
+  progress->setCountHandler(nullptr);
+  progress->setCompletedUnitCount(0);
+  EXPECT_EQ(counts.size(), 3U);
+}
+
+TEST(NSProgress, reportsNoOldCountAfterANewOne) {
+  for (int round = 0; round < 200; ++round) {
+    const auto progress = NSProgress::withTotalUnitCount(100);
+    std::vector<std::int64_t> counts;
+    std::jthread task([&] {
+      for (int count = 1; count <= 100; ++count) progress->setCompletedUnitCount(count);
+    });
+    progress->setCountHandler([&](std::int64_t count) { counts.push_back(count); });
+    task.join();
+    ASSERT_TRUE(std::ranges::is_sorted(counts));
+    ASSERT_EQ(counts.back(), 100);
+  }
+}
+
+TEST(NSProgress, mayBeCancelledByItsCountHandler) {
+  const auto progress = NSProgress::withTotalUnitCount(100);
+  progress->setCountHandler([&](std::int64_t count) {
+    if (count == 50) progress->cancel();
+  });
+  progress->setCompletedUnitCount(50);
+  EXPECT_TRUE(progress->isCancelled());
 }
 
 TEST(NSProgress, losesNoCancellationBetweenThreads) {

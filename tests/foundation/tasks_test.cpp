@@ -155,6 +155,47 @@ TEST(TaskGroup, runsTheWorkOnTheCallingThreadWhenThereAreNoThreads) {
   ranAgain.get_future().wait();
 }
 
+/// Holds a group and says when it has let go of it.
+struct GroupHold {
+  ~GroupHold() {
+    group.reset();
+    released.set_value();
+  }
+  std::shared_ptr<TaskGroup> group;
+  std::promise<void> released;
+};
+
+TEST(TaskGroup, mayBeDestroyedByItsOwnTask) {
+  auto hold = std::make_shared<GroupHold>();
+  hold->group = std::make_shared<TaskGroup>();
+  std::future<void> released = hold->released.get_future();
+  const std::weak_ptr<TaskGroup> group = hold->group;
+  std::promise<void> mayEnd;
+  hold->group->start([hold, end = mayEnd.get_future().share()](std::stop_token) { end.wait(); });
+  hold.reset();
+  EXPECT_FALSE(group.expired());
+  mayEnd.set_value();
+  released.wait();
+  EXPECT_TRUE(group.expired());
+}
+
+TEST(TaskGroup, stopsAndAwaitsTheOthersWhenOneOfItsTasksDestroysIt) {
+  std::atomic<bool> otherEnded{false};
+  auto hold = std::make_shared<GroupHold>();
+  hold->group = std::make_shared<TaskGroup>();
+  std::future<void> released = hold->released.get_future();
+  hold->group->start([&](std::stop_token stop) {
+    waitForStop(stop);
+    otherEnded = true;
+  });
+  std::promise<void> mayEnd;
+  hold->group->start([hold, end = mayEnd.get_future().share()](std::stop_token) { end.wait(); });
+  hold.reset();
+  mayEnd.set_value();
+  released.wait();
+  EXPECT_TRUE(otherEnded.load());
+}
+
 TEST(TaskGroup, startsTasksFromManyThreads) {
   std::atomic<int> ran{0};
   {

@@ -234,5 +234,35 @@ TEST_F(ExtensionTest, endsAndAwaitsARunningFetchWhenItIsDestroyed) {
   EXPECT_TRUE(ended->is(CocoaErrorCode::userCancelled)) << ended->domain() << " " << ended->code();
 }
 
+TEST_F(ExtensionTest, mayGoWithTheLastOfItsCompletions) {
+  struct Hold {
+    ~Hold() {
+      extension.reset();
+      released.set_value();
+    }
+    std::shared_ptr<TovrinFileProviderExtension> extension;
+    std::promise<void> released;
+  };
+  install(warp("W1", "/Photos", {{.path = "/Photos/link", .kind = "symlink", .symlinkTarget = "a.txt"}}));
+  auto hold = std::make_shared<Hold>();
+  hold->extension =
+      std::make_shared<TovrinFileProviderExtension>(NSFileProviderDomain{"other", "Other"}, platform.platform());
+  std::future<void> released = hold->released.get_future();
+  std::promise<void> mayComplete;
+  const std::weak_ptr<TovrinFileProviderExtension> observer = hold->extension;
+  TovrinFileProviderExtension& running = *hold->extension;
+  running.fetchContentsForItemWithIdentifier(
+      entryIdentifier("W1", "/Photos/link"), std::nullopt,
+      [hold, end = mayComplete.get_future().share()](const std::optional<std::filesystem::path>& file,
+                                                     const SharedItem&, const std::optional<NSError>&) {
+        EXPECT_TRUE(file);
+        end.wait();
+      });
+  hold.reset();
+  EXPECT_FALSE(observer.expired());
+  mayComplete.set_value();
+  released.wait();
+}
+
 }  // namespace
 }  // namespace tovrin
