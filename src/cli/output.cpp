@@ -60,18 +60,6 @@ std::string counted(std::uint64_t count, std::string_view singular) {
   return fmt::format("{} {}{}", count, singular, count == 1 ? "" : "s");
 }
 
-std::string readableSize(std::int64_t bytes) {
-  if (bytes < 1024) return counted(static_cast<std::uint64_t>(bytes), "byte");
-  constexpr std::array kUnits{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-  double size = static_cast<double>(bytes) / 1024;
-  std::size_t unit = 0;
-  while (size >= 1023.95 && unit + 1 < kUnits.size()) {
-    size /= 1024;
-    ++unit;
-  }
-  return fmt::format("{:.1f} {}", size, kUnits[unit]);
-}
-
 std::string readableDate(Date date) {
   const auto seconds = static_cast<std::time_t>(std::floor(date.secondsSince1970));
   std::tm local{};

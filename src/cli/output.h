@@ -20,8 +20,6 @@ std::string fitted(std::string_view text, std::size_t columns);
 
 /// "1 file", "2 files".
 std::string counted(std::uint64_t count, std::string_view singular);
-/// "812 bytes", "1.5 MiB".
-std::string readableSize(std::int64_t bytes);
 /// Local time: "2025-03-01 12:00".
 std::string readableDate(Date date);
 

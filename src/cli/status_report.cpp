@@ -11,6 +11,7 @@
 #include "cli/item_json.h"
 #include "cli/output.h"
 #include "cli/shared_state.h"
+#include "foundation/readable_size.h"
 
 namespace tovrin::cli {
 
