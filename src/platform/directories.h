@@ -17,6 +17,8 @@ class Directories {
   virtual std::optional<std::filesystem::path> appGroupContainer() const = 0;
   /// The user's Application Support directory ($XDG_DATA_HOME or ~/.local/share on Linux).
   virtual std::optional<std::filesystem::path> applicationSupport() const = 0;
+  /// The user's directory for what a program remembers on this machine ($XDG_STATE_HOME or ~/.local/state on Linux).
+  virtual std::optional<std::filesystem::path> localState() const = 0;
   /// The provider's temporary directory for delivered files; nothing when there is no manager for the domain, an
   /// error when the manager cannot name it.
   virtual std::optional<Result<std::filesystem::path>> providerTemporaryDirectory() const = 0;

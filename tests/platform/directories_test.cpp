@@ -37,6 +37,7 @@ class LinuxDirectories : public testing::Test {
  private:
   Variable home_{"HOME", "/home/ann"};
   Variable data_{"XDG_DATA_HOME", nullptr};
+  Variable state_{"XDG_STATE_HOME", nullptr};
   Variable cache_{"XDG_CACHE_HOME", nullptr};
   Variable temporary_{"TMPDIR", nullptr};
 };
@@ -54,6 +55,7 @@ TEST_F(LinuxDirectories, keepARelativeContainerWhereTheUserStood) {
 TEST_F(LinuxDirectories, lieBelowTheHomeDirectory) {
   const auto directories = makeDirectories();
   EXPECT_EQ(directories->applicationSupport(), "/home/ann/.local/share");
+  EXPECT_EQ(directories->localState(), "/home/ann/.local/state");
   const auto provider = directories->providerTemporaryDirectory();
   ASSERT_TRUE(provider && provider->has_value());
   EXPECT_EQ(**provider, "/home/ann/.cache/tovrin");
@@ -62,10 +64,12 @@ TEST_F(LinuxDirectories, lieBelowTheHomeDirectory) {
 
 TEST_F(LinuxDirectories, followTheBaseDirectoryVariables) {
   const Variable data("XDG_DATA_HOME", "/data");
+  const Variable state("XDG_STATE_HOME", "/state");
   const Variable cache("XDG_CACHE_HOME", "/cache");
   const Variable temporary("TMPDIR", "/scratch");
   const auto directories = makeDirectories();
   EXPECT_EQ(directories->applicationSupport(), "/data");
+  EXPECT_EQ(directories->localState(), "/state");
   EXPECT_EQ(directories->providerTemporaryDirectory()->value(), "/cache/tovrin");
   EXPECT_EQ(directories->temporaryDirectory(), "/scratch");
 }

@@ -32,6 +32,7 @@ void TestClock::setNow(Date date) {
 TestDirectories::TestDirectories(const std::filesystem::path& root)
     : container(root / "container"),
       support(root / "support"),
+      state(root / "state"),
       providerTemporary(root / "provider-temporary"),
       temporary(root / "temporary") {
   std::filesystem::create_directories(temporary);

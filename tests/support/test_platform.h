@@ -38,11 +38,13 @@ class TestDirectories final : public Directories {
 
   std::optional<std::filesystem::path> appGroupContainer() const override { return container; }
   std::optional<std::filesystem::path> applicationSupport() const override { return support; }
+  std::optional<std::filesystem::path> localState() const override { return state; }
   std::optional<Result<std::filesystem::path>> providerTemporaryDirectory() const override { return providerTemporary; }
   std::filesystem::path temporaryDirectory() const override { return temporary; }
 
   std::optional<std::filesystem::path> container;
   std::optional<std::filesystem::path> support;
+  std::optional<std::filesystem::path> state;
   std::optional<Result<std::filesystem::path>> providerTemporary;
   std::filesystem::path temporary;
 };
@@ -58,7 +60,8 @@ class TestNotificationCenter final : public NotificationCenter {
   std::vector<std::string> posted_;
 };
 
-/// A whole platform over one scratch folder: real files and real HTTP, a clock that tests move, notifications remembered.
+/// A whole platform over one scratch folder: real files and real HTTP, a clock that tests move, notifications
+/// remembered.
 struct TestPlatform {
   TestPlatform();
 

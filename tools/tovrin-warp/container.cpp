@@ -91,6 +91,7 @@ class ContainerDirectories final : public Directories {
 
   std::optional<std::filesystem::path> appGroupContainer() const override { return container_; }
   std::optional<std::filesystem::path> applicationSupport() const override { return std::nullopt; }
+  std::optional<std::filesystem::path> localState() const override { return std::nullopt; }
   std::optional<Result<std::filesystem::path>> providerTemporaryDirectory() const override { return std::nullopt; }
   std::filesystem::path temporaryDirectory() const override { return container_; }
 

@@ -53,11 +53,13 @@ class LinuxDirectories final : public Directories {
   explicit LinuxDirectories(std::optional<path> container)
       : container_(absoluteContainer(std::move(container))),
         applicationSupport_(baseDirectory("XDG_DATA_HOME", ".local/share")),
+        state_(baseDirectory("XDG_STATE_HOME", ".local/state")),
         cache_(baseDirectory("XDG_CACHE_HOME", ".cache")),
         temporary_(absolutePathVariable("TMPDIR").value_or("/tmp")) {}
 
   std::optional<path> appGroupContainer() const override { return container_; }
   std::optional<path> applicationSupport() const override { return applicationSupport_; }
+  std::optional<path> localState() const override { return state_; }
   std::optional<Result<path>> providerTemporaryDirectory() const override {
     if (!cache_) return Result<path>(failure(NSError::cocoa(CocoaErrorCode::fileNoSuchFile)));
     return Result<path>(*cache_ / "tovrin");
@@ -67,6 +69,7 @@ class LinuxDirectories final : public Directories {
  private:
   const std::optional<path> container_;
   const std::optional<path> applicationSupport_;
+  const std::optional<path> state_;
   const std::optional<path> cache_;
   const path temporary_;
 };
