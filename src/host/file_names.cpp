@@ -24,15 +24,6 @@ std::string_view cutAtCharacter(std::string_view text, std::size_t bytes) {
   return text.substr(0, bytes);
 }
 
-/// `name` with `suffix` before its extension, the part before it cut so that the whole is short enough.
-std::string withSuffix(std::string_view name, std::string_view suffix) {
-  const std::string_view extension = pathExtension(name);
-  const std::size_t tailBytes = extension.empty() || extension.size() > kLongestExtension ? 0 : extension.size() + 1;
-  const std::string_view tail = name.substr(name.size() - tailBytes);
-  const std::string_view stem = name.substr(0, name.size() - tailBytes);
-  return std::string(cutAtCharacter(stem, kLongestFileName - tailBytes - suffix.size())).append(suffix).append(tail);
-}
-
 std::string identifierSuffix(std::string_view identifier, std::size_t digits) {
   return "~" + sha256Hex(identifier).substr(0, digits);
 }
@@ -51,6 +42,14 @@ auto precedence(const FolderMember& member, std::string_view name) {
 }
 
 }  // namespace
+
+std::string withSuffix(std::string_view name, std::string_view suffix) {
+  const std::string_view extension = pathExtension(name);
+  const std::size_t tailBytes = extension.empty() || extension.size() > kLongestExtension ? 0 : extension.size() + 1;
+  const std::string_view tail = name.substr(name.size() - tailBytes);
+  const std::string_view stem = name.substr(0, name.size() - tailBytes);
+  return std::string(cutAtCharacter(stem, kLongestFileName - tailBytes - suffix.size())).append(suffix).append(tail);
+}
 
 std::string fileName(const FolderMember& member) {
   std::string name;

@@ -21,6 +21,9 @@ struct FolderMember {
 /// extension kept.
 std::string fileName(const FolderMember& member);
 
+/// `name` with `suffix` before its extension, the part before it cut so that the whole is short enough.
+std::string withSuffix(std::string_view name, std::string_view suffix);
+
 /// The names of all the items of one folder, in their order: those of `fileName`, made different where they are equal.
 /// One of several equal names stays as it is; the others get a "~" and some digits of the identifier's SHA-256 before
 /// the extension, so these do not move when a neighbour comes or goes. The plain name belongs to the entry whose own

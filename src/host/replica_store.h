@@ -18,6 +18,7 @@ namespace tovrin::host {
 struct StoreFolders {
   std::filesystem::path cache;  ///< copies that can be fetched again; a cache cleaner may empty it
   std::filesystem::path state;  ///< the index, and edits that exist nowhere else
+  std::string belongsTo{};      ///< the container, as a text in the state folder names it to people; none when empty
 };
 
 struct StoreLimits {
