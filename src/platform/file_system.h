@@ -64,8 +64,8 @@ Result<void> removeItem(const std::filesystem::path& path);
 /// `to` must not exist. A regular file may move to another file system; it is copied there, then removed here.
 Result<void> moveItem(const std::filesystem::path& from, const std::filesystem::path& to);
 /// Copies a regular file's contents, sharing blocks where the file system can. `to` must not exist; on failure nothing
-/// is left there. Follows a link at `from`. Permission bits (less umask) and holes are kept, times and attributes are
-/// not.
+/// is left there. Follows a link at `from`. Holes are kept, and the copy is no more readable than the original; whether
+/// dates and attributes come along is the system's choice.
 Result<void> copyItem(const std::filesystem::path& from, const std::filesystem::path& to,
                       Durability durability = Durability::ordinary);
 Result<void> createSymbolicLink(const std::filesystem::path& path, const std::string& target);

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "platform/file_system.h"
-#include "platform/posix/file_error.h"
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin {
 
@@ -13,13 +13,6 @@ namespace {
 
 std::int64_t nanoseconds(const statx_timestamp& time) {
   return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
-}
-
-FileType fileType(unsigned mode) {
-  if (S_ISREG(mode)) return FileType::regular;
-  if (S_ISDIR(mode)) return FileType::directory;
-  if (S_ISLNK(mode)) return FileType::symbolicLink;
-  return FileType::other;
 }
 
 }  // namespace

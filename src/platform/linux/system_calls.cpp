@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,17 +42,30 @@ CopyOutcome copyInKernel(int from, int to, std::int64_t count) {
   return outcome;
 }
 
+/// Linux lets users keep attributes only under this prefix, and on symbolic links not even those.
+std::string linuxName(const std::string& name) { return "user." + name; }
+
 }  // namespace
 
 clockid_t uptimeClock() { return CLOCK_MONOTONIC; }
 
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system that does not know the flag; between the question and the answer another process may step in.
-  struct stat status;
-  if (lstat(to.c_str(), &status) == 0) return EEXIST;
-  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;
+}
+
+ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
+                      LinkPolicy links) {
+  const std::string attribute = linuxName(name);
+  return links == LinkPolicy::follow ? getxattr(path.c_str(), attribute.c_str(), value, size)
+                                     : lgetxattr(path.c_str(), attribute.c_str(), value, size);
+}
+
+int writeAttribute(const std::filesystem::path& path, const std::string& name, std::string_view value,
+                   LinkPolicy links) {
+  const std::string attribute = linuxName(name);
+  return links == LinkPolicy::follow ? setxattr(path.c_str(), attribute.c_str(), value.data(), value.size(), 0)
+                                     : lsetxattr(path.c_str(), attribute.c_str(), value.data(), value.size(), 0);
 }
 
 int synchronizeDescriptor(int descriptor) {

@@ -43,6 +43,13 @@ int synchronizeFolderOf(const std::filesystem::path& path) {
   return error == EINVAL || error == EOPNOTSUPP || error == EROFS ? 0 : error;
 }
 
+FileType fileType(mode_t mode) {
+  if (S_ISREG(mode)) return FileType::regular;
+  if (S_ISDIR(mode)) return FileType::directory;
+  if (S_ISLNK(mode)) return FileType::symbolicLink;
+  return FileType::other;
+}
+
 CopyOutcome copyThroughMemory(int from, int to, std::int64_t count) {
   CopyOutcome outcome;
   std::array<char, 64 << 10> buffer;

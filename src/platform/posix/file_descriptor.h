@@ -45,6 +45,7 @@ int synchronizeDescriptor(int descriptor);
 /// Makes a new name in the folder of `path` survive a crash. File systems that cannot sync a folder are no error.
 int synchronizeFolderOf(const std::filesystem::path& path);
 
+FileType fileType(mode_t mode);
 /// Each system has its own.
 FileIdentity fileIdentity(const struct stat& status);
 

@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <errno.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,7 +8,7 @@
 #include <system_error>
 
 #include "platform/file_system.h"
-#include "platform/posix/file_error.h"
+#include "platform/posix/file_descriptor.h"
 #include "platform/posix/system_calls.h"
 
 namespace tovrin {
@@ -24,6 +25,15 @@ bool isDirectory(const std::filesystem::path& path) {
 bool isThere(const std::filesystem::path& path) {
   struct stat status;
   return lstat(path.c_str(), &status) == 0;
+}
+
+/// 0 or an errno, EEXIST when something has the name already.
+int renameToFreeName(const std::filesystem::path& from, const std::filesystem::path& to) {
+  const int error = renameWithoutReplacing(from, to);
+  if (error != ENOTSUP) return error;
+  // Between the question and the answer another process may step in.
+  if (isThere(to)) return EEXIST;
+  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 Result<void> moveToOtherFileSystem(const std::filesystem::path& from, const std::filesystem::path& to) {
@@ -67,7 +77,7 @@ Result<void> removeItem(const std::filesystem::path& path) {
 }
 
 Result<void> moveItem(const std::filesystem::path& from, const std::filesystem::path& to) {
-  const int error = renameWithoutReplacing(from, to);
+  const int error = renameToFreeName(from, to);
   if (error == 0) return {};
   if (error == EXDEV) return moveToOtherFileSystem(from, to);
   if (error == ENOENT && !isThere(from)) return failure(fileError(error, FileOperation::update, from));

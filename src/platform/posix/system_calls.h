@@ -1,8 +1,14 @@
 #pragma once
 
+#include <sys/types.h>
 #include <time.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "platform/extended_attributes.h"
 
 /// What the systems have different calls for, asked by the sources that they share.
 namespace tovrin {
@@ -10,7 +16,13 @@ namespace tovrin {
 /// The clock that starts with the system and stops while it sleeps.
 clockid_t uptimeClock();
 
-/// 0 or an errno, EEXIST when something has the name already.
+/// 0 or an errno: EEXIST when something has the name already, ENOTSUP when the file system cannot promise that.
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// As getxattr and setxattr; `name` is the macOS name.
+ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
+                      LinkPolicy links);
+int writeAttribute(const std::filesystem::path& path, const std::string& name, std::string_view value,
+                   LinkPolicy links);
 
 }  // namespace tovrin
