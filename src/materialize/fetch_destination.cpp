@@ -15,11 +15,15 @@ constexpr std::size_t kLongestExtension = 218;
 
 }  // namespace
 
-Result<std::filesystem::path> chooseDestination(const Directories& directories, std::string_view relativePath) {
+Result<std::filesystem::path> deliveryDirectory(const Directories& directories) {
   const std::optional<Result<std::filesystem::path>> temporary = directories.providerTemporaryDirectory();
   if (!temporary) return failure(notReachableError());
   if (!*temporary) return failure(temporary->error());
-  const std::filesystem::path directory = temporary->value() / "TovrinFileProvider";
+  return temporary->value() / "TovrinFileProvider";
+}
+
+Result<std::filesystem::path> chooseDestination(const Directories& directories, std::string_view relativePath) {
+  TOVRIN_TRY(const std::filesystem::path directory, deliveryDirectory(directories));
   TOVRIN_CHECK(createDirectories(directory));
   return directory / (makeUUIDString() + "." + deliveredExtension(relativePath));
 }
