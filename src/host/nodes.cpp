@@ -8,6 +8,12 @@ namespace tovrin::host {
 
 namespace {
 
+/// Whether a node can go on standing for the item: a folder always, a file as long as its contents are the same.
+bool isStillThe(const TovrinFileProviderItem& known, const TovrinFileProviderItem& item) {
+  if (known.contentType() != item.contentType()) return false;
+  return isFolder(item) || isSameVersion(known, item);
+}
+
 std::string warpOf(const TovrinFileProviderItem& item) { return item.warpID().value_or(std::string()); }
 
 }  // namespace
@@ -25,7 +31,7 @@ Node Nodes::remember(NodeID parent, std::string_view name, const SharedItem& ite
   std::uint64_t inode = 0;
   if (!isNew) {
     Known& known = byID_.at(newest->second);
-    if (isFolder(*item) || isSameVersion(*known.node.item, *item)) {
+    if (isStillThe(*known.node.item, *item)) {
       ++known.lookups;
       known.node.parent = parent;
       if (known.node.name != name) known.node.name = name;
