@@ -53,6 +53,7 @@ _tovrin() {
       fetch) options+=" --output --json" ;;
       put | doctor) options+=" --json" ;;
       status) options+=" --follow --json" ;;
+      evict) options+=" --all --json" ;;
       inspect) [[ $call == lzfse ]] && options+=" --output" ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
@@ -61,8 +62,8 @@ _tovrin() {
   typed=${cur//\\/}
   typed=${typed#[\'\"]}
   case $command:$arguments in
-    :*) mapfile -t COMPREPLY < <(compgen -W "ls cat fetch put status doctor inspect" -- "$cur") ;;
-    ls:0 | cat:0 | fetch:0 | put:0) _tovrin_items "$typed" ;;
+    :*) mapfile -t COMPREPLY < <(compgen -W "ls cat fetch put status evict doctor inspect" -- "$cur") ;;
+    ls:0 | cat:0 | fetch:0 | put:0 | evict:*) _tovrin_items "$typed" ;;
     put:1) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     inspect:*)
       case $call in

@@ -25,6 +25,7 @@ void addCatCommand(CLI::App& app, Invocation& invocation);
 void addFetchCommand(CLI::App& app, Invocation& invocation);
 void addPutCommand(CLI::App& app, Invocation& invocation);
 void addStatusCommand(CLI::App& app, Invocation& invocation);
+void addEvictCommand(CLI::App& app, Invocation& invocation);
 void addDoctorCommand(CLI::App& app, Invocation& invocation);
 void addInspectCommand(CLI::App& app, Invocation& invocation);
 

@@ -131,6 +131,7 @@ void describe(CLI::App& app, Invocation& invocation) {
   addFetchCommand(app, invocation);
   addPutCommand(app, invocation);
   addStatusCommand(app, invocation);
+  addEvictCommand(app, invocation);
   addDoctorCommand(app, invocation);
   addInspectCommand(app, invocation);
 }

@@ -53,7 +53,7 @@ RunningCommand::RunningCommand(std::vector<std::string> words, const Options& op
   std::vector<std::string> environment = options.environment;
   const std::vector<char*> arguments = pointers(words);
   const std::vector<char*> variables = pointers(environment);
-  const Ends out = makePipe();
+  const Ends out = options.output == Output::terminal ? makeTerminal() : makePipe();
   const Ends err = options.errorOutput == ErrorOutput::terminal ? makeTerminal() : makePipe();
   process_ = fork();
   if (process_ == 0) {
@@ -139,11 +139,13 @@ Ended RunningCommand::finish() {
 
 Command::Command() : worker_({.root = scratch_ / "objects"}) {
   std::filesystem::create_directories(work());
+  std::filesystem::create_directories(runtime());
   environment_ = {"PATH=/usr/bin:/bin",
                   "TZ=UTC",
                   "TERM=xterm",
                   "HOME=" + (scratch_ / "home").string(),
                   "XDG_CACHE_HOME=" + (scratch_ / "cache").string(),
+                  "XDG_RUNTIME_DIR=" + runtime().string(),
                   "TMPDIR=" + platform_.directories.temporary.string(),
                   "TOVRIN_CONTAINER=" + container().string()};
 }
@@ -151,6 +153,12 @@ Command::Command() : worker_({.root = scratch_ / "objects"}) {
 std::unique_ptr<RunningCommand> Command::start(std::vector<std::string> words,
                                                RunningCommand::ErrorOutput errorOutput) {
   return std::make_unique<RunningCommand>(std::move(words), RunningCommand::Options{work(), environment_, errorOutput});
+}
+
+std::unique_ptr<RunningCommand> Command::startOnTerminal(std::vector<std::string> words) {
+  return std::make_unique<RunningCommand>(
+      std::move(words), RunningCommand::Options{work(), environment_, RunningCommand::ErrorOutput::pipe,
+                                                RunningCommand::Output::terminal});
 }
 
 void Command::startWorker() {

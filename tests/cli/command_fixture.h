@@ -27,10 +27,12 @@ struct Ended {
 class RunningCommand {
  public:
   enum class ErrorOutput { pipe, terminal };
+  enum class Output { pipe, terminal };
   struct Options {
     std::filesystem::path directory;
     std::vector<std::string> environment;
     ErrorOutput errorOutput = ErrorOutput::pipe;
+    Output output = Output::pipe;
   };
   RunningCommand(std::vector<std::string> words, const Options& options);
   ~RunningCommand();
@@ -64,6 +66,7 @@ class Command : public ::testing::Test {
   Ended run(std::vector<std::string> words) { return start(std::move(words))->finish(); }
   std::unique_ptr<RunningCommand> start(std::vector<std::string> words,
                                         RunningCommand::ErrorOutput errorOutput = RunningCommand::ErrorOutput::pipe);
+  std::unique_ptr<RunningCommand> startOnTerminal(std::vector<std::string> words);
 
   /// The Warp W1 of /Users/ann/Photos: a.jpg, notes (no extension, mode 0640), a link to a.jpg and a folder "sub" with
   /// x.txt. Its objects lie in the worker.
@@ -73,6 +76,8 @@ class Command : public ::testing::Test {
   std::filesystem::path work() const { return scratch_ / "work"; }
   std::filesystem::path container() const { return *platform_.directories.container; }
   std::filesystem::path warp() const { return platform_.warpDirectory(); }
+  /// Where a mount's control socket is looked for.
+  std::filesystem::path runtime() const { return scratch_ / "run"; }
   /// How many files the provider's temporary directory holds.
   std::size_t temporaryFiles() const;
 

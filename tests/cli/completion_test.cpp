@@ -27,7 +27,7 @@ class BashCompletion : public Command {
 };
 
 TEST_F(BashCompletion, offersCommandsAndCalls) {
-  EXPECT_EQ(complete("tovrin ''"), "ls\ncat\nfetch\nput\nstatus\ndoctor\ninspect\n");
+  EXPECT_EQ(complete("tovrin ''"), "ls\ncat\nfetch\nput\nstatus\nevict\ndoctor\ninspect\n");
   EXPECT_EQ(complete("tovrin --container /x f"), "fetch\n");
   EXPECT_EQ(complete("tovrin inspect l"), "live\nlzfse\n");
 }
@@ -44,6 +44,8 @@ TEST_F(BashCompletion, offersPathsOfTheDomain) {
             "/Warped\\ Files/Users/ann/Photos/a.jpg\n/Warped\\ Files/Users/ann/Photos/link\n"
             "/Warped\\ Files/Users/ann/Photos/notes\n/Warped\\ Files/Users/ann/Photos/sub/\n");
   EXPECT_EQ(complete("tovrin fetch -o x '/Warped\\ Files/Users/ann/Photos/n'"),
+            "/Warped\\ Files/Users/ann/Photos/notes\n");
+  EXPECT_EQ(complete("tovrin evict x '/Warped\\ Files/Users/ann/Photos/n'"),
             "/Warped\\ Files/Users/ann/Photos/notes\n");
   EXPECT_EQ(complete("tovrin ls /nope/"), "\n");
 }

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 
-#include <cstdlib>
 #include <tuple>
 
 namespace tovrin::host {
@@ -23,19 +22,9 @@ MountStatus richStatus() {
 }
 
 Control::Control() {
+  mount_.stalled = {"waits"};
   std::filesystem::create_directories(platform_.warpDirectory());
-  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-  if (runtime != nullptr) previousRuntime_ = runtime;
   std::filesystem::create_directories(runtime_);
-  setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
-}
-
-Control::~Control() {
-  if (previousRuntime_) {
-    setenv("XDG_RUNTIME_DIR", previousRuntime_->c_str(), 1);
-  } else {
-    unsetenv("XDG_RUNTIME_DIR");
-  }
 }
 
 OtherProcess::OtherProcess(const std::function<void(const std::function<void()>& ready)>& work) {

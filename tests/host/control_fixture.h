@@ -16,6 +16,7 @@
 #include "host/control_socket.h"
 #include "host/domain_key.h"
 #include "host/fake_mount.h"
+#include "support/environment_variable.h"
 #include "support/test_platform.h"
 
 namespace tovrin::host {
@@ -27,7 +28,6 @@ MountStatus richStatus();
 class Control : public testing::Test {
  protected:
   Control();
-  ~Control() override;
 
   std::unique_ptr<ControlServer> serve(ControlServer::Limits limits = {}) {
     auto server = ControlServer::start(mount_, platform_.directories, limits);
@@ -48,7 +48,7 @@ class Control : public testing::Test {
 
   TestPlatform platform_;
   std::filesystem::path runtime_ = platform_.scratch / "run";
-  std::optional<std::string> previousRuntime_;
+  EnvironmentVariable runtimeVariable_{"XDG_RUNTIME_DIR", runtime_};
   FakeMount mount_;
 };
 

@@ -43,7 +43,9 @@ TEST_F(ControlHostility, givesUpOnHalfARequest) {
 }
 
 TEST_F(ControlHostility, givesUpOnAnAnswerThatNobodyTakes) {
-  mount_.status_.edits.assign(100'000, {"entry:W1:YQ", "name", EditState::saved, "/cache/file", ""});
+  MountStatus status;
+  status.edits.assign(100'000, {"entry:W1:YQ", "name", EditState::saved, "/cache/file", ""});
+  mount_.setStatus(status);
   const auto server = serve({.patience = std::chrono::milliseconds(50), .connections = 1});
   auto connection = ControlSocket::connect(socket());
   ASSERT_TRUE(connection);
@@ -56,7 +58,7 @@ TEST_F(ControlHostility, letsFurtherCallersWaitForTheirTurn) {
   const auto server = serve({.connections = 1});
   std::stop_source stop;
   std::jthread first([&] { std::ignore = client()->fetch("waits", stop.get_token()); });
-  mount_.waitForCalls(1);
+  mount_.waitForStalls(1);
   std::optional<Result<std::vector<EvictOutcome>>> second;
   std::jthread caller([&] { second = client()->evict({"x"}); });
   stop.request_stop();

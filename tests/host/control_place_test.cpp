@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <set>
 
 namespace tovrin::host {
@@ -11,8 +10,14 @@ namespace {
 
 using ControlPlace = Control;
 
+MountStatus mountedAt(const std::filesystem::path& mountpoint) {
+  MountStatus status;
+  status.mountpoint = mountpoint;
+  return status;
+}
+
 TEST_F(ControlPlace, isFoundByItsMountpoint) {
-  mount_.status_.mountpoint = platform_.scratch / "mnt";
+  mount_.setStatus(mountedAt(platform_.scratch / "mnt"));
   std::filesystem::create_directory_symlink(platform_.scratch.path(), platform_.scratch / "link");
   const auto server = serve();
   EXPECT_TRUE(runningMountAt(platform_.scratch / "mnt", platform_.directories));
@@ -22,12 +27,12 @@ TEST_F(ControlPlace, isFoundByItsMountpoint) {
 }
 
 TEST_F(ControlPlace, findsEveryMountOfTheUser) {
-  mount_.status_.mountpoint = "/mnt/a";
+  mount_.setStatus(mountedAt("/mnt/a"));
   const auto server = serve();
   TestPlatform other;
   std::filesystem::create_directories(other.warpDirectory());
   FakeMount otherMount;
-  otherMount.status_.mountpoint = "/mnt/b";
+  otherMount.setStatus(mountedAt("/mnt/b"));
   const auto otherServer = ControlServer::start(otherMount, other.directories);
   ASSERT_TRUE(otherServer);
   std::set<std::filesystem::path> found;
@@ -102,16 +107,16 @@ TEST_F(ControlPlace, isNotBehindALink) {
 }
 
 TEST_F(ControlPlace, isFoundWithoutTheVariablesOfASession) {
-  setenv("XDG_RUNTIME_DIR", (platform_.scratch / "gone").c_str(), 1);
-  auto server = serve();
-  unsetenv("XDG_RUNTIME_DIR");
+  std::filesystem::remove(runtime_);
+  const auto server = serve();
+  const EnvironmentVariable none("XDG_RUNTIME_DIR", std::nullopt);
   EXPECT_TRUE(client()->status());
 }
 
 TEST_F(ControlPlace, worksUnderAVeryLongPath) {
   const auto deep = runtime_ / std::string(120, 'd') / std::string(120, 'e');
   std::filesystem::create_directories(deep);
-  setenv("XDG_RUNTIME_DIR", deep.c_str(), 1);
+  const EnvironmentVariable deepRuntime("XDG_RUNTIME_DIR", deep);
   const auto server = serve();
   EXPECT_TRUE(std::filesystem::exists(deep / "tovrin" / socket().filename()));
   EXPECT_TRUE(client()->status());

@@ -6,11 +6,11 @@ namespace tovrin::host {
 namespace {
 
 TEST_F(Control, tellsTheWholeStatus) {
-  mount_.status_ = richStatus();
+  mount_.setStatus(richStatus());
   const auto server = serve();
   const auto answered = client()->status();
   ASSERT_TRUE(answered) << answered.error().localizedDescription();
-  EXPECT_EQ(answered->mountpoint, mount_.status_.mountpoint);
+  EXPECT_EQ(answered->mountpoint, richStatus().mountpoint);
   EXPECT_EQ(answered->processID, 4711);
   EXPECT_EQ(answered->usage.cachedBytes, std::int64_t{5} << 40);
   EXPECT_EQ(answered->usage.cachedItems, 12);
@@ -32,7 +32,9 @@ TEST_F(Control, tellsTheWholeStatus) {
 }
 
 TEST_F(Control, tellsAFractionThatIsNoNumber) {
-  mount_.status_.openings = {{"x", "empty", 0, 0.0 / 0.0, false}};
+  MountStatus status;
+  status.openings = {{"x", "empty", 0, 0.0 / 0.0, false}};
+  mount_.setStatus(status);
   const auto server = serve();
   const auto answered = client()->status();
   ASSERT_TRUE(answered);
@@ -50,6 +52,7 @@ TEST_F(Control, evictsWhatIsNamed) {
 }
 
 TEST_F(Control, evictsEverything) {
+  mount_.evictions = {{"a", Evicted::notHere}, {"b", Evicted::open}, {"c", Evicted::edited}};
   const auto server = serve();
   const auto outcomes = client()->evictAll();
   ASSERT_TRUE(outcomes);
@@ -68,11 +71,13 @@ TEST_F(Control, takesVeryManyItems) {
 }
 
 TEST_F(Control, passesErrorsOnUnchanged) {
+  const NSError wrongBytes(NSCocoaErrorDomain, 259, "The bytes are wrong.");
+  mount_.failures = {{"fails", wrongBytes}};
   const auto server = serve();
   EXPECT_TRUE(client()->fetch("works", {}));
   const auto fetched = client()->fetch("fails", {});
   ASSERT_FALSE(fetched);
-  EXPECT_EQ(fetched.error(), NSError(NSCocoaErrorDomain, 259, "The bytes are wrong."));
+  EXPECT_EQ(fetched.error(), wrongBytes);
 }
 
 TEST_F(Control, stopsAFetchThatTheCallerGivesUp) {
@@ -81,7 +86,7 @@ TEST_F(Control, stopsAFetchThatTheCallerGivesUp) {
   std::optional<Result<void>> fetched;
   {
     const std::jthread caller([&] { fetched = client()->fetch("waits", stop.get_token()); });
-    mount_.waitForCalls(1);
+    mount_.waitForStalls(1);
     stop.request_stop();
   }
   EXPECT_TRUE(fetched->error().is(CocoaErrorCode::userCancelled));
@@ -95,7 +100,7 @@ TEST_F(Control, stopsWhatAProcessAskedForThatIsKilled) {
     std::ignore = client()->fetch("waits", {});
   });
   ASSERT_TRUE(caller.isReady());
-  mount_.waitForCalls(1);
+  mount_.waitForStalls(1);
   caller.kill();
   mount_.waitForStops(1);
 }
@@ -106,7 +111,7 @@ TEST_F(Control, servesOthersMeanwhile) {
   {
     std::vector<std::jthread> callers;
     for (int i = 0; i < 4; ++i) callers.emplace_back([&] { std::ignore = client()->fetch("waits", stop.get_token()); });
-    mount_.waitForCalls(4);
+    mount_.waitForStalls(4);
     EXPECT_TRUE(client()->status());
     stop.request_stop();
   }
@@ -120,7 +125,7 @@ TEST_F(Control, endsWithEverythingStopped) {
   {
     const std::jthread fetching([&] { fetched = client()->fetch("waits", {}); });
     const std::jthread handing([&] { handedOver = client()->handOverEdits({}); });
-    mount_.waitForCalls(2);
+    mount_.waitForStalls(2);
     server.reset();
   }
   EXPECT_FALSE(*fetched);
@@ -131,7 +136,7 @@ TEST_F(Control, endsWithEverythingStopped) {
 }
 
 TEST_F(Control, tellsWhatIsNotHandedOver) {
-  mount_.status_ = richStatus();
+  mount_.setStatus(richStatus());
   const auto server = serve();
   const auto left = client()->handOverEdits({});
   ASSERT_TRUE(left);
@@ -144,7 +149,7 @@ TEST_F(Control, saysWhenTheHostDiesMeanwhile) {
   OtherProcess host([&](const auto& ready) {
     const auto server = serve();
     ready();
-    mount_.waitForCalls(1);
+    mount_.waitForStalls(1);
     _exit(1);
   });
   ASSERT_TRUE(host.isReady());

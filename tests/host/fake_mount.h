@@ -1,52 +1,86 @@
 #pragma once
 
 #include <condition_variable>
+#include <map>
 #include <mutex>
+#include <set>
+#include <utility>
 
 #include "host/mount_control.h"
 
 namespace tovrin::host {
 
-/// A mount that remembers what it is asked; a fetch goes on until it is stopped or let go.
+/// A mount that answers as it was told to and remembers what it was asked. The members without `_` are set before it is
+/// asked.
 class FakeMount final : public MountControl {
  public:
-  MountStatus status() override { return status_; }
-  std::vector<EvictOutcome> evict(const std::vector<NSFileProviderItemIdentifier>& items) override {
+  using Identifier = NSFileProviderItemIdentifier;
+
+  std::map<Identifier, Evicted> evictions;  ///< what becomes of these; of others: dropped
+  std::map<Identifier, NSError> failures;   ///< what these cannot be fetched for
+  std::set<Identifier> stalled;             ///< fetches that go on until they are stopped
+
+  void setStatus(MountStatus status) {
+    const std::lock_guard hold(lock_);
+    status_ = std::move(status);
+  }
+  MountStatus status() override {
+    const std::lock_guard hold(lock_);
+    return status_;
+  }
+
+  std::vector<EvictOutcome> evict(const std::vector<Identifier>& items) override {
     std::vector<EvictOutcome> outcomes;
-    for (const auto& item : items) outcomes.push_back({item, "name of " + item, Evicted::dropped});
+    for (const Identifier& item : items) {
+      const auto told = evictions.find(item);
+      outcomes.push_back({item, "name of " + item, told == evictions.end() ? Evicted::dropped : told->second});
+    }
     return outcomes;
   }
   std::vector<EvictOutcome> evictAll() override {
-    return {{"a", "a.jpg", Evicted::notHere}, {"b", "b.jpg", Evicted::open}, {"c", "c.jpg", Evicted::edited}};
+    std::vector<EvictOutcome> outcomes;
+    for (const auto& [item, result] : evictions) outcomes.push_back({item, "name of " + item, result});
+    return outcomes;
   }
-  Result<void> fetch(const NSFileProviderItemIdentifier& identifier, std::stop_token stop) override {
-    if (identifier == "fails") return failure({NSCocoaErrorDomain, 259, "The bytes are wrong."});
-    if (identifier == "waits") {
+
+  Result<void> fetch(const Identifier& identifier, std::stop_token stop) override {
+    {
+      const std::lock_guard hold(lock_);
+      fetched_.insert(identifier);
+    }
+    if (stalled.contains(identifier)) {
       waitUntilStopped(stop);
       return failure(NSError::cocoa(CocoaErrorCode::userCancelled));
     }
+    const auto failing = failures.find(identifier);
+    if (failing != failures.end()) return failure(failing->second);
     return {};
   }
+
+  /// Goes on until it is stopped when there is no edit.
   std::vector<MountStatus::KeptEdit> handOverEdits(std::stop_token stop) override {
-    if (status_.edits.empty()) waitUntilStopped(stop);
-    return status_.edits;
+    MountStatus now = status();
+    if (now.edits.empty()) waitUntilStopped(stop);
+    return std::move(now.edits);
   }
 
-  void waitForCalls(int count) {
+  std::set<Identifier> fetched() {
+    const std::lock_guard hold(lock_);
+    return fetched_;
+  }
+  void waitForStalls(int count) {
     std::unique_lock hold(lock_);
-    changed_.wait(hold, [&] { return calls_ >= count; });
+    changed_.wait(hold, [&] { return stalls_ >= count; });
   }
   void waitForStops(int count) {
     std::unique_lock hold(lock_);
     changed_.wait(hold, [&] { return stops_ >= count; });
   }
 
-  MountStatus status_;
-
  private:
   void waitUntilStopped(const std::stop_token& stop) {
     std::unique_lock hold(lock_);
-    ++calls_;
+    ++stalls_;
     changed_.notify_all();
     stopped_.wait(hold, stop, [] { return false; });
     ++stops_;
@@ -56,7 +90,9 @@ class FakeMount final : public MountControl {
   std::mutex lock_;
   std::condition_variable changed_;
   std::condition_variable_any stopped_;
-  int calls_ = 0;
+  MountStatus status_;
+  std::set<Identifier> fetched_;
+  int stalls_ = 0;
   int stops_ = 0;
 };
 
