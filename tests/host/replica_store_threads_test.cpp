@@ -42,7 +42,8 @@ TEST_F(ReplicaStoreThreads, adoptOpenAndEvictAtOnce) {
       const std::string identifier = std::to_string(item);
       if (const auto file = store->openCopy(identifier, "1")) {
         EXPECT_EQ(readAll(*file), contentsOf(item));
-        EXPECT_NE(store->evict(identifier), Evicted::dropped) << "it is open";
+        store->evict(identifier);  // at most a copy that came since
+        EXPECT_EQ(readAll(*file), contentsOf(item));
         ++opened;
         continue;
       }
