@@ -17,6 +17,8 @@ class Domain {
  public:
   /// `container` is the app-group container; nothing for an installation that has none.
   explicit Domain(const std::optional<std::filesystem::path>& container);
+  /// Over services that outlive it.
+  explicit Domain(const Platform& platform) : platform_(platform), extension_({"tovrin", "Tovrin"}, platform_) {}
 
   const Platform& platform() const { return platform_; }
   NSFileProviderReplicatedExtension& extension() { return extension_; }
@@ -28,7 +30,7 @@ class Domain {
   NSFileProviderSyncAnchor anchor();
 
  private:
-  std::unique_ptr<Directories> directories_;
+  std::unique_ptr<Directories> directories_;  ///< these three are null when the services are another's
   std::unique_ptr<URLSession> urlSession_;
   std::unique_ptr<NotificationCenter> notifications_;
   Platform platform_;

@@ -1,0 +1,142 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "host/mounted_domain_fixture.h"
+#include "support/lock_holder.h"
+
+namespace tovrin::host {
+namespace {
+
+using EditedDomain = MountedDomainTest;
+
+TEST_F(EditedDomain, handsOverWhatWasWrittenAsOneEdit) {
+  const Shown shown = find("a.txt");
+  const auto opened = open(shown.node.id, O_RDWR);
+  ASSERT_TRUE(opened);
+  EXPECT_EQ(append(**opened, " and"), 0);
+  EXPECT_EQ(append(**opened, " more"), 0);
+  EXPECT_TRUE(pendingCopies().empty());
+  ASSERT_TRUE(handOver(**opened));
+  ASSERT_EQ(pendingCopies().size(), 1U);
+  EXPECT_EQ(readFile(pendingCopies().front()), "first contents and more");
+  EXPECT_EQ(mounted_->itemStatus(shown.node).state, ItemState::edited);
+  EXPECT_EQ(find("a.txt").attributes.st_size, 23);
+  EXPECT_EQ(find("a.txt").node.id, shown.node.id);
+}
+
+TEST_F(EditedDomain, handsOverNothingWhenNothingWasWrittenSince) {
+  const auto opened = open(find("a.txt").node.id, O_RDWR);
+  ASSERT_TRUE(opened);
+  EXPECT_TRUE(handOver(**opened));
+  EXPECT_TRUE(pendingCopies().empty());
+  append(**opened, "!");
+  ASSERT_TRUE(handOver(**opened));
+  ASSERT_TRUE(handOver(**opened));
+  EXPECT_EQ(pendingCopies().size(), 1U);
+}
+
+TEST_F(EditedDomain, needsNoDownloadToEmptyAFile) {
+  const auto opened = open(find("a.txt").node.id, O_WRONLY | O_TRUNC);
+  ASSERT_TRUE(opened);
+  EXPECT_EQ(append(**opened, "new"), 0);
+  ASSERT_TRUE(handOver(**opened));
+  EXPECT_EQ(downloads(), 0U);
+  EXPECT_EQ(readFile(pendingCopies().front()), "new");
+}
+
+TEST_F(EditedDomain, showsTheChangeToThoseWhoHadTheFileOpenBefore) {
+  const NodeID id = find("a.txt").node.id;
+  const auto reader = open(id, O_RDONLY);
+  const auto writer = open(id, O_RDWR);
+  ASSERT_TRUE(reader && writer);
+  append(**writer, "!");
+  EXPECT_EQ(bytesOf(**reader), "first contents!");
+}
+
+TEST_F(EditedDomain, becomesThePlainCopyAgainWhenTheContentsAreTheStoredOnes) {
+  const Shown shown = find("b.txt");
+  const auto opened = open(shown.node.id, O_WRONLY | O_TRUNC);
+  ASSERT_TRUE(opened);
+  append(**opened, "second");
+  ASSERT_TRUE(handOver(**opened));
+  EXPECT_TRUE(pendingCopies().empty());
+  EXPECT_EQ(mounted_->itemStatus(shown.node).state, ItemState::cached);
+  EXPECT_EQ(find("b.txt").attributes.st_mtim.tv_sec, 1600000000);
+
+  // Who has it open still can write, which begins another edit and leaves the copy alone.
+  append(**opened, "!");
+  ASSERT_TRUE(handOver(**opened));
+  ASSERT_EQ(pendingCopies().size(), 1U);
+  EXPECT_EQ(readFile(pendingCopies().front()), "second!");
+}
+
+TEST_F(EditedDomain, keepsARefusedEditAndHandsItOverLater) {
+  const Shown shown = find("a.txt");
+  const auto opened = open(shown.node.id, O_RDWR);
+  ASSERT_TRUE(opened);
+  append(**opened, "!");
+  installTombstones(test_, {{.warpID = "W1", .manifestKey = "manifests/W1.json"}});
+  const Result<void> refused = handOver(**opened);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().code(), 4);
+  const ItemStatus issue = mounted_->itemStatus(shown.node);
+  EXPECT_EQ(issue.state, ItemState::issue);
+  EXPECT_EQ(issue.error, refused.error().localizedDescription());
+  EXPECT_EQ(bytesOf(**opened), "first contents!");
+  ASSERT_EQ(mounted_->status().edits.size(), 1U);
+  EXPECT_EQ(mounted_->status().edits.front().error, refused.error().localizedDescription());
+  EXPECT_EQ(mounted_->handOverEdits({}).size(), 1U);
+
+  installTombstones(test_, {});
+  EXPECT_TRUE(mounted_->handOverEdits({}).empty());
+  ASSERT_EQ(pendingCopies().size(), 1U);
+  EXPECT_EQ(readFile(pendingCopies().front()), "first contents!");
+}
+
+TEST_F(EditedDomain, isHandedOverByTheNextHostWhenItWasFlushed) {
+  {
+    const auto opened = open(find("a.txt").node.id, O_RDWR);
+    ASSERT_TRUE(opened);
+    append(**opened, "!");
+    installTombstones(test_, {{.warpID = "W1", .manifestKey = "manifests/W1.json"}});
+    ASSERT_FALSE(handOver(**opened));
+  }
+  installTombstones(test_, {});
+  mount();
+  mounted_->start(test_.warpDirectory());
+  EXPECT_TRUE(mounted_->handOverEdits({}).empty());
+  ASSERT_EQ(pendingCopies().size(), 1U);
+  EXPECT_EQ(readFile(pendingCopies().front()), "first contents!");
+}
+
+TEST_F(EditedDomain, isNeverEvictedWhileItWaits) {
+  const Shown shown = find("a.txt");
+  {
+    const auto opened = open(shown.node.id, O_RDWR);
+    ASSERT_TRUE(opened);
+    append(**opened, "!");
+    ASSERT_TRUE(handOver(**opened));
+  }
+  const auto outcomes = mounted_->evictAll();
+  ASSERT_EQ(outcomes.size(), 1U);
+  EXPECT_EQ(outcomes.front().result, Evicted::edited);
+  EXPECT_EQ(mounted_->itemStatus(shown.node).state, ItemState::edited);
+}
+
+TEST_F(EditedDomain, isLetGoWhenTheMainApplicationHasStoredIt) {
+  const auto opened = open(find("a.txt").node.id, O_RDWR);
+  ASSERT_TRUE(opened);
+  append(**opened, "!");
+  ASSERT_TRUE(handOver(**opened));
+  install({file("a.txt", "first contents!", 1700000000)});
+  std::filesystem::remove(test_.warpDirectory() / "file-provider-cached-items.json");
+  mounted_->start(test_.warpDirectory());
+  while (!mounted_->status().edits.empty()) std::this_thread::yield();
+  const Shown stored = find("a.txt");
+  EXPECT_EQ(stored.attributes.st_mtim.tv_sec, 1700000000);
+  EXPECT_EQ(mounted_->itemStatus(stored.node).state, ItemState::remote);
+}
+
+}  // namespace
+}  // namespace tovrin::host
