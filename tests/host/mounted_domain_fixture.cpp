@@ -18,6 +18,7 @@ void RecordingKernel::add(std::string line) {
 }
 
 void MountedDomainTest::SetUp() {
+  test_.clock.setNow(systemClock().now());  // files are judged by their age
   ASSERT_TRUE(worker_.start());
   installConnection(test_, worker_.address(), worker_.password());
   installMarker(test_.scratch / "original", "W1");
