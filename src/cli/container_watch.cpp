@@ -11,7 +11,7 @@ namespace tovrin::cli {
 
 namespace {
 
-constexpr int kPollMilliseconds = 500;
+constexpr std::chrono::milliseconds kPollInterval{500};
 /// Several files change together, one after the other: what is shown should show them all.
 constexpr int kSettleMilliseconds = 20;
 constexpr std::uint32_t kChanges = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE | IN_ONLYDIR;
@@ -42,12 +42,13 @@ ContainerWatch::Coverage ContainerWatch::cover() {
   return error ? std::max(coverage, Coverage::partial) : coverage;
 }
 
-bool ContainerWatch::waitForChange(const InterruptWatch& interruption) {
+bool ContainerWatch::waitForChange(const InterruptWatch& interruption, std::chrono::milliseconds longest) {
   const Coverage coverage = cover();
   if (coverage == Coverage::changed) return !interruption.requested();
   std::array<pollfd, 3> sources{pollfd{interruption.descriptor(), POLLIN, 0}, pollfd{STDOUT_FILENO, 0, 0},
                                 pollfd{descriptor_, POLLIN, 0}};
-  poll(sources.data(), sources.size(), coverage == Coverage::complete ? -1 : kPollMilliseconds);
+  const auto patience = coverage == Coverage::complete ? longest : std::min(longest, kPollInterval);
+  poll(sources.data(), sources.size(), static_cast<int>(patience.count()));
   if (interruption.requested() || (sources[1].revents & (POLLERR | POLLHUP)) != 0) return false;
   poll(sources.data(), 1, kSettleMilliseconds);
   std::array<char, 4096> events;

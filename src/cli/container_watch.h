@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <unordered_set>
 
@@ -16,9 +17,9 @@ class ContainerWatch {
   ContainerWatch(const ContainerWatch&) = delete;
   ContainerWatch& operator=(const ContainerWatch&) = delete;
 
-  /// False once interrupted, or when whoever reads standard output has left. May wake up without a change, never sleeps
-  /// through one.
-  bool waitForChange(const InterruptWatch& interruption);
+  /// False once interrupted, or when whoever reads standard output has left. Wakes up after `longest` at the latest,
+  /// may wake up earlier without a change, and never sleeps through one.
+  bool waitForChange(const InterruptWatch& interruption, std::chrono::milliseconds longest);
 
  private:
   enum class Coverage { complete, partial, changed };

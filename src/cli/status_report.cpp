@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <numeric>
 #include <ranges>
@@ -11,7 +12,9 @@
 #include "cli/item_json.h"
 #include "cli/output.h"
 #include "cli/shared_state.h"
+#include "foundation/path.h"
 #include "foundation/readable_size.h"
+#include "host/control_client.h"
 
 namespace tovrin::cli {
 
@@ -19,6 +22,8 @@ namespace {
 
 /// A terminal shows the newest; --json has them all.
 constexpr std::size_t kShownRecords = 10;
+/// A mount answers from memory; one that does not is stopped or stuck.
+constexpr std::chrono::seconds kMountPatience{3};
 
 bool carriesEdit(const TovrinWarpSharedCachedItemRecord& record) {
   return record.pendingWritebackFilePath && !record.pendingWritebackFilePath->empty();
@@ -68,27 +73,48 @@ std::string newest(const std::vector<TovrinWarpSharedCachedItemRecord>& records,
 
 }  // namespace
 
-StatusReport makeStatusReport(const Platform& platform, ManifestStore& store, CachedItemsJournal& journal) {
+StatusReport StatusSources::report() {
   StatusReport report;
-  if (auto operation = loadMaterializationState(platform)) {
+  addContainer(report);
+  addMount(report);
+  return report;
+}
+
+void StatusSources::addContainer(StatusReport& report) {
+  if (auto operation = loadMaterializationState(platform_)) {
     report.operation = *std::move(operation);
     const auto& problem = report.operation->errorDescription;
     if (problem) report.needsAttention.push_back({report.operation->relativePath, *problem});
   } else if (!isMissingFile(operation.error())) {
     report.needsAttention.push_back({"file-provider-materialization-state.json", sentence(operation.error())});
   }
-  if (auto records = journal.load()) {
+  if (auto records = journal_.load()) {
     report.cached = *std::move(records);
     std::ranges::copy_if(report.cached, std::back_inserter(report.waitingForUpload), carriesEdit);
   } else {
     report.needsAttention.push_back({"file-provider-cached-items.json", sentence(records.error())});
   }
-  addWarpTroubles(store, report.needsAttention);
-  return report;
+  addWarpTroubles(store_, report.needsAttention);
 }
 
-std::string statusText(const StatusReport& report) {
+void StatusSources::addMount(StatusReport& report) {
+  const auto mount = host::ControlClient::find(platform_.directories);
+  if (!mount) return;
+  auto status = mount->status(kMountPatience);
+  if (!status) return report.needsAttention.push_back({"the mount", sentence(status.error())});
+  report.mount = *std::move(status);
+  for (const auto& [identifier, filename, error] : report.mount->problems) {
+    // The most recent operation may have failed for the same file: it is told once.
+    std::erase_if(report.needsAttention, [&](const StatusReport::Trouble& trouble) {
+      return trouble.message == error && lastPathComponent(trouble.subject) == filename;
+    });
+    report.needsAttention.push_back({filename, error});
+  }
+}
+
+std::string statusText(const StatusReport& report, const OpeningText& opening) {
   std::string text = operationText(report);
+  if (report.mount) text += mountText(*report.mount, opening);
   text += fmt::format("Opened here: {}, {}\n", counted(report.cached.size(), "file"),
                       readableSize(totalSize(report.cached)));
   text += newest(report.cached, [](const auto& record) {
@@ -116,6 +142,7 @@ std::string statusJSON(const StatusReport& report) {
                       [&] { writeArray(writer, list, [&](const auto& record) { writeRecord(writer, record); }); });
     };
     if (report.operation) object.rawMember("operation", encodeMaterializationState(*report.operation));
+    if (report.mount) object.memberBy("mount", [&] { writeMount(writer, *report.mount); });
     records("cached", report.cached);
     records("waitingForUpload", report.waitingForUpload);
     object.memberBy("needsAttention", [&] {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/mount_report.h"
 #include "local/cached_items.h"
 #include "materialize/materialization_state.h"
 #include "platform/platform.h"
@@ -11,8 +12,9 @@
 
 namespace tovrin::cli {
 
-/// What the domain is doing, from what lies in the container at one moment.
+/// What the domain is doing, from what lies in the container at one moment and from the mount, if one runs.
 struct StatusReport {
+  std::optional<host::MountStatus> mount;
   /// The most recent operation, going on or ended; nothing before the first one.
   std::optional<TovrinWarpSharedMaterializationState> operation;
   std::vector<TovrinWarpSharedCachedItemRecord> cached;            ///< newest last
@@ -25,9 +27,23 @@ struct StatusReport {
   std::vector<Trouble> needsAttention;
 };
 
-StatusReport makeStatusReport(const Platform& platform, ManifestStore& store, CachedItemsJournal& journal);
+/// What reports are made from; kept from one to the next, so that what did not change is not read again.
+class StatusSources {
+ public:
+  explicit StatusSources(const Platform& platform) : platform_(platform), store_(platform), journal_(platform) {}
 
-std::string statusText(const StatusReport& report);
+  StatusReport report();
+
+ private:
+  void addContainer(StatusReport& report);
+  void addMount(StatusReport& report);
+
+  Platform platform_;
+  ManifestStore store_;
+  CachedItemsJournal journal_;
+};
+
+std::string statusText(const StatusReport& report, const OpeningText& opening);
 std::string statusJSON(const StatusReport& report);
 
 }  // namespace tovrin::cli

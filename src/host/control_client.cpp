@@ -15,8 +15,6 @@ namespace tovrin::host {
 
 namespace {
 
-constexpr std::chrono::seconds kStatusPatience{10};
-
 /// What went wrong on the socket, in words about the mount.
 NSError aboutTheMount(const NSError& error) {
   if (error.domain() != NSPOSIXErrorDomain) return error;
@@ -93,8 +91,8 @@ Result<Value> ControlClient::ask(const ControlRequest& request, std::stop_token 
   return decodeAnswer<Value>(*answer);
 }
 
-Result<MountStatus> ControlClient::status() const {
-  return ask<MountStatus>({ControlRequest::Kind::status, {}}, {}, kStatusPatience);
+Result<MountStatus> ControlClient::status(std::chrono::milliseconds patience) const {
+  return ask<MountStatus>({ControlRequest::Kind::status, {}}, {}, patience);
 }
 
 Result<std::vector<EvictOutcome>> ControlClient::evict(const std::vector<NSFileProviderItemIdentifier>& items) const {

@@ -25,8 +25,8 @@ class ControlClient {
   /// Of every mount of this user.
   static std::vector<ControlClient> findAll(const Directories& directories);
 
-  /// NSPOSIXErrorDomain ETIMEDOUT when there is no answer in ten seconds.
-  Result<MountStatus> status() const;
+  /// NSPOSIXErrorDomain ETIMEDOUT when there is no answer in time.
+  Result<MountStatus> status(std::chrono::milliseconds patience = std::chrono::seconds(10)) const;
   Result<std::vector<EvictOutcome>> evict(const std::vector<NSFileProviderItemIdentifier>& items) const;
   Result<std::vector<EvictOutcome>> evictAll() const;
   /// When `stop` is requested: NSCocoaErrorDomain 3072, and the mount gives up unless others wait for the file, too.

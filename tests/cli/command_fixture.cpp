@@ -37,9 +37,9 @@ Ends makePipe() {
   return {ends[0], ends[1]};
 }
 
-Ends makeTerminal() {
+Ends makeTerminal(unsigned short columns) {
   Ends ends;
-  winsize size{24, 60, 0, 0};
+  winsize size{24, columns, 0, 0};
   if (openpty(&ends.reading, &ends.writing, nullptr, nullptr, &size) != 0) throw std::runtime_error("no terminal");
   fcntl(ends.reading, F_SETFD, FD_CLOEXEC);
   fcntl(ends.writing, F_SETFD, FD_CLOEXEC);
@@ -53,8 +53,8 @@ RunningCommand::RunningCommand(std::vector<std::string> words, const Options& op
   std::vector<std::string> environment = options.environment;
   const std::vector<char*> arguments = pointers(words);
   const std::vector<char*> variables = pointers(environment);
-  const Ends out = options.output == Output::terminal ? makeTerminal() : makePipe();
-  const Ends err = options.errorOutput == ErrorOutput::terminal ? makeTerminal() : makePipe();
+  const Ends out = options.output == Output::terminal ? makeTerminal(100) : makePipe();
+  const Ends err = options.errorOutput == ErrorOutput::terminal ? makeTerminal(60) : makePipe();
   process_ = fork();
   if (process_ == 0) {
     const int nothing = open("/dev/null", O_RDONLY);
