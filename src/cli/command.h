@@ -24,6 +24,8 @@ void addListCommand(CLI::App& app, Invocation& invocation);
 void addCatCommand(CLI::App& app, Invocation& invocation);
 void addFetchCommand(CLI::App& app, Invocation& invocation);
 void addPutCommand(CLI::App& app, Invocation& invocation);
+void addMountCommand(CLI::App& app, Invocation& invocation);
+void addUnmountCommand(CLI::App& app, Invocation& invocation);
 void addStatusCommand(CLI::App& app, Invocation& invocation);
 void addEvictCommand(CLI::App& app, Invocation& invocation);
 void addDoctorCommand(CLI::App& app, Invocation& invocation);

@@ -8,7 +8,7 @@
 #include "cli/item_argument.h"
 #include "cli/item_json.h"
 #include "cli/output.h"
-#include "shared/warp_directory.h"
+#include "cli/shared_state.h"
 
 namespace tovrin::cli {
 
@@ -125,17 +125,8 @@ Outcome printJSON(Session& session, const NSFileProviderItemIdentifier& containe
   return printLine(jsonText([&](JSONWriter& writer) { writeItems(writer, items); }));
 }
 
-/// An empty list is what a container looks like that was named wrongly. The list stays empty; the reader is told why.
-void hintAtMissingContainer(const Platform& platform) {
-  const auto warp = locateWarpDirectory(platform.directories);
-  std::error_code ignored;
-  if (!warp || std::filesystem::is_directory(warp->path(), ignored)) return;
-  fmt::print(stderr, "tovrin: {} has no Warp directory: nothing is shared there yet\n",
-             printable(warp->path().parent_path().string()));
-}
-
 Outcome list(Session& session, const Words& words, bool json) {
-  hintAtMissingContainer(session.platform());
+  hintAtMissingContainer(session.platform().directories);
   TOVRIN_TRY(const ItemArgument argument, about(words.item, resolveItem(session, words.item)));
   TOVRIN_TRY(const std::optional<NamedItem> single, singleItem(session, argument, words));
   if (single && json) {

@@ -12,8 +12,10 @@
 
 #include "cli/command.h"
 #include "cli/interruption.h"
+#include "cli/mount_helper.h"
 #include "cli/output.h"
 #include "cli/shared_state.h"
+#include "host/fuse/library.h"
 
 namespace tovrin::cli {
 
@@ -96,6 +98,7 @@ class HelpFormatter : public CLI::Formatter {
 /// "help" is understood as "--help", also of a command.
 std::vector<std::string> wordsOf(int argc, char** argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (argc > 0 && isMountHelper(argv[0])) return wordsOfMountHelper(words);
   if (words.empty() || words.front() != "help") return words;
   words.erase(words.begin());
   words.emplace_back("--help");
@@ -105,7 +108,10 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
 int printHelp(const CLI::App& app, const CLI::Success& asked) {
   std::ostringstream text;
   app.exit(asked, text, text);
+  const bool isVersion = dynamic_cast<const CLI::CallForVersion*>(&asked) != nullptr;
+  if (isVersion) text << "libfuse " << fuse_pkgversion() << '\n';
   const auto printed = about("standard output", writeStandardOutput(text.str()));
+  if (printed && isVersion) fuse_lowlevel_version();  // prints the version of the protocol
   if (printed) return kExitDone;
   reportFailure(printed.error(), ErrorFormat::plain);
   return kExitFailed;
@@ -130,6 +136,8 @@ void describe(CLI::App& app, Invocation& invocation) {
   addCatCommand(app, invocation);
   addFetchCommand(app, invocation);
   addPutCommand(app, invocation);
+  addMountCommand(app, invocation);
+  addUnmountCommand(app, invocation);
   addStatusCommand(app, invocation);
   addEvictCommand(app, invocation);
   addDoctorCommand(app, invocation);

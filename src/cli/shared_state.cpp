@@ -1,5 +1,8 @@
 #include "cli/shared_state.h"
 
+#include <fmt/core.h>
+
+#include "foundation/utf8.h"
 #include "local/cached_items.h"
 #include "materialize/connection_snapshot.h"
 #include "platform/file_system.h"
@@ -23,6 +26,14 @@ std::string_view sharedFileBehind(const NSError& error, const Platform& platform
   if (failsAlike(CachedItemsJournal(platform).load())) return "file-provider-cached-items.json";
   if (failsAlike(ManifestIndexes(platform).tombstones())) return "destroyed-manifest-index.json";
   return {};
+}
+
+void hintAtMissingContainer(const Directories& directories) {
+  const auto warp = locateWarpDirectory(directories);
+  std::error_code ignored;
+  if (!warp || std::filesystem::is_directory(warp->path(), ignored)) return;
+  fmt::print(stderr, "tovrin: {} has no Warp directory: nothing is shared there yet\n",
+             printable(warp->path().parent_path().string()));
 }
 
 bool isMissingFile(const NSError& error) {

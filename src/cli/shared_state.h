@@ -14,6 +14,9 @@ Result<TovrinWarpSharedMaterializationState> loadMaterializationState(const Plat
 /// again.
 std::string_view sharedFileBehind(const NSError& error, const Platform& platform);
 
+/// An empty domain is what a container looks like that was named wrongly. The reader is told why.
+void hintAtMissingContainer(const Directories& directories);
+
 /// The error is that a file, not its contents, is missing.
 bool isMissingFile(const NSError& error);
 

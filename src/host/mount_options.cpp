@@ -176,20 +176,29 @@ bool isSwallowed(std::string_view option) {
          std::ranges::any_of(kSwallowedBeginnings, [&](auto beginning) { return option.starts_with(beginning); });
 }
 
-std::unexpected<OptionComplaint> complaint(std::string message) {
-  return std::unexpected(OptionComplaint{false, std::move(message)});
+std::unexpected<OptionComplaint> complaint(std::string_view name, std::string message) {
+  return std::unexpected(OptionComplaint{std::string(name), std::move(message)});
+}
+
+std::expected<void, OptionComplaint> passOn(std::string_view option, MountRequest& request) {
+  if (contains(request.fuseOptions, option)) return {};
+  request.fuseOptions.emplace_back(option);
+  if (contains(request.fuseOptions, "allow_other") && contains(request.fuseOptions, "allow_root"))
+    return complaint(option, "allow_other and allow_root exclude each other");
+  return {};
 }
 
 std::expected<void, OptionComplaint> applyWithValue(std::string_view name, std::string_view value,
                                                     const Target& target) {
   if (contains(kPassedOnWithValue, name)) {
-    target.request.fuseOptions.push_back(fmt::format("{}={}", name, value));
+    // libfuse splits it once more.
+    target.request.fuseOptions.push_back(fmt::format("{}={}", name, escapedMountOption(value)));
     return {};
   }
   const auto* own = std::ranges::find(kOwnOptions, name, &OwnOption::name);
-  if (own == kOwnOptions.end()) return std::unexpected(OptionComplaint{true, std::string(name)});
-  if (value.empty()) return complaint(fmt::format("{}: a value is missing", name));
-  if (const auto wrong = own->set(value, target)) return complaint(fmt::format("{}: {}", name, *wrong));
+  if (own == kOwnOptions.end()) return complaint(name, {});
+  if (value.empty()) return complaint(name, "a value is missing");
+  if (auto wrong = own->set(value, target)) return complaint(name, *std::move(wrong));
   return {};
 }
 
@@ -209,6 +218,15 @@ std::vector<std::string> splitMountOptions(std::string_view list) {
   return options;
 }
 
+std::string escapedMountOption(std::string_view text) {
+  std::string result;
+  for (const char character : text) {
+    if (character == ',' || character == '\\') result += '\\';
+    result += character;
+  }
+  return result;
+}
+
 std::expected<void, OptionComplaint> applyMountOption(std::string_view option, const path& cacheFolder,
                                                       MountRequest& request) {
   if (isSwallowed(option)) return {};
@@ -220,13 +238,16 @@ std::expected<void, OptionComplaint> applyMountOption(std::string_view option, c
     request.offline = true;
     return {};
   }
-  if (contains(kPassedOn, option)) {
-    if (!contains(request.fuseOptions, option)) request.fuseOptions.emplace_back(option);
-    return {};
-  }
+  if (contains(kPassedOn, option)) return passOn(option, request);
   const std::size_t sign = std::min(option.find('='), option.size());
   const std::string_view value = sign == option.size() ? "" : option.substr(sign + 1);
   return applyWithValue(option.substr(0, sign), value, {request, cacheFolder});
+}
+
+MountRequest usualMountRequest() {
+  MountRequest request;
+  request.fuseOptions = {"fsname=tovrin", "subtype=tovrin"};
+  return request;
 }
 
 bool isShared(const MountRequest& request) {

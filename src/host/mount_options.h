@@ -14,10 +14,15 @@ namespace tovrin::host {
 
 /// The options of a list that is separated by commas. A backslash takes the special meaning off what follows it.
 std::vector<std::string> splitMountOptions(std::string_view list);
+/// The text as a part of one option of such a list.
+std::string escapedMountOption(std::string_view text);
+
+/// What every mount asks for: the type and the source that the system shows, which options may replace.
+MountRequest usualMountRequest();
 
 struct OptionComplaint {
-  bool isUnknown = false;  ///< there is no such option; nothing is wrong with its value
-  std::string message;     ///< for the user, without a full stop
+  std::string name;     ///< of the option
+  std::string message;  ///< what is wrong with its value, for the user; empty when there is no such option
 };
 
 /// Notes one option, "name" or "name=value", in `request`; later ones win. `cacheFolder` (it need not exist) tells on

@@ -112,6 +112,10 @@ void MountPoint::seal() {
   close(std::exchange(folder_, -1));
 }
 
+void MountPoint::removeFolder() {
+  if (std::exchange(isMade_, false)) rmdir(path_.c_str());
+}
+
 MountPoint::MountPoint(MountPoint&& other) noexcept
     : path_(std::move(other.path_)),
       remarks_(std::move(other.remarks_)),
@@ -121,7 +125,7 @@ MountPoint::MountPoint(MountPoint&& other) noexcept
 
 MountPoint::~MountPoint() {
   seal();
-  if (isMade_) rmdir(path_.c_str());
+  removeFolder();
 }
 
 }  // namespace tovrin::host

@@ -36,6 +36,8 @@ class [[nodiscard]] MountPoint {
 
   /// To be called once it is mounted: from then on the bare folder below takes no files, if it was made here.
   void seal();
+  /// Removes the folder if it was made here.
+  void removeFolder();
 
  private:
   explicit MountPoint(std::filesystem::path path) : path_(std::move(path)) {}

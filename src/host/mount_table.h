@@ -33,8 +33,7 @@ Result<std::vector<MountedFileSystem>> mountedFileSystems();
 std::optional<MountedFileSystem> mountedAt(const std::vector<MountedFileSystem>& all,
                                            const std::filesystem::path& mountpoint);
 
-/// Whether the process behind a FUSE file system has died. One that does not answer in two seconds counts as living. To
-/// be called before this process starts threads.
+/// Whether the process behind a FUSE file system has died. One that does not answer in two seconds counts as living.
 bool isDead(const std::filesystem::path& mountpoint);
 
 }  // namespace tovrin::host

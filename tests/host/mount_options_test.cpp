@@ -32,7 +32,8 @@ MountRequest applied(std::string_view list) {
 std::string complaintAbout(std::string_view list) {
   MountRequest request;
   const auto complaint = applyAll(list, request);
-  return complaint ? (complaint->isUnknown ? "unknown: " : "") + complaint->message : "none";
+  if (!complaint) return "none";
+  return complaint->message.empty() ? "unknown: " + complaint->name : complaint->name + ": " + complaint->message;
 }
 
 TEST(MountOptions, areSplitAtCommasThatAreNotEscaped) {
@@ -81,7 +82,7 @@ TEST(MountOptions, forTheKernelArePassedOn) {
   const MountRequest request =
       applied("allow_other,fsname=photos\\,2,subtype=sshfs,nosuid,nodev,noexec,noatime,nosuid");
   EXPECT_EQ(request.fuseOptions,
-            (Options{"allow_other", "fsname=photos,2", "subtype=sshfs", "nosuid", "nodev", "noexec", "noatime"}));
+            (Options{"allow_other", "fsname=photos\\,2", "subtype=sshfs", "nosuid", "nodev", "noexec", "noatime"}));
   EXPECT_TRUE(isShared(request));
   EXPECT_FALSE(isShared(applied("nosuid")));
   EXPECT_TRUE(isShared(applied("allow_root")));
@@ -124,6 +125,7 @@ TEST(MountOptions, withAWrongValueSayWhatIsRight) {
       {"umask=8", "umask: “8” is no octal number from 0 to 777"},
       {"umask=1777", "umask: “1777” is no octal number from 0 to 777"},
       {"container=", "container: a value is missing"},
+      {"allow_other,allow_root", "allow_root: allow_other and allow_root exclude each other"},
   };
   for (const auto& [option, complaint] : wrong) EXPECT_EQ(complaintAbout(option), complaint);
 }
