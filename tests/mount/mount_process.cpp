@@ -1,0 +1,36 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <string_view>
+
+#include "host/log.h"
+#include "host/mount.h"
+#include "host/mount_options.h"
+#include "host/stop_signals.h"
+
+/// tovrin_test_mount CONTAINER MOUNTPOINT [OPTION...]: mounts until SIGTERM, and says "mounted" once it answers. The
+/// options are those of `-o`; "debug" logs every request of the kernel.
+int main(int argc, char** argv) {
+  using namespace tovrin::host;
+  if (argc < 3) return 2;
+  MountRequest request;
+  request.container = argv[1];
+  request.mountpoint = argv[2];
+  request.fuseOptions = {"fsname=tovrin", "subtype=tovrin"};
+  request.notifyErrors = false;
+  for (int i = 3; i < argc; ++i) {
+    if (const auto applied = applyMountOption(argv[i], argv[1], request); !applied) {
+      std::fprintf(stderr, "%s\n", applied.error().message.c_str());
+      return 2;
+    }
+  }
+  log::setUp(log::Destination::standardError, isDebugging(request) ? log::Level::debug : log::Level::info);
+  const StopSignals signals([] { _exit(3); });
+  const auto served = serveMount(request, signals.token(), [] {
+    std::puts("mounted");
+    std::fflush(stdout);
+  });
+  if (served) return 0;
+  std::fprintf(stderr, "%s\n", served.error().localizedDescription().c_str());
+  return 1;
+}
