@@ -6,8 +6,6 @@
 namespace tovrin::lzfse {
 namespace {
 
-constexpr std::uint32_t kEndMarkerBytes = 8;
-
 std::uint16_t u16(const std::uint8_t* bytes) { return loadLittleEndian<std::uint16_t>(bytes); }
 std::uint32_t u32(const std::uint8_t* bytes) { return loadLittleEndian<std::uint32_t>(bytes); }
 
@@ -56,7 +54,7 @@ StoredHeader readStoredHeader(const std::uint8_t* header) { return {u32(header +
 
 std::optional<LZVNHeader> readLZVNHeader(const std::uint8_t* header) {
   const LZVNHeader read{u32(header + 4), u32(header + 8)};
-  if (read.payloadBytes < kEndMarkerBytes) return std::nullopt;
+  if (read.payloadBytes < kLZVNEndMarkerBytes) return std::nullopt;
   return read;
 }
 

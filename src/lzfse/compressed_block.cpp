@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lzfse/bits.h"
 #include "lzfse/literal_stream.h"
 
 namespace tovrin::lzfse {
@@ -34,61 +35,67 @@ Progress CompressedBlock::run(Window& window) {
     if (cut_.bytes() > outputLeft_) return Progress::corrupt;
     runCut(window);
   }
-  if (progress == Progress::finished && (outputLeft_ > 0 || reader_.overrun())) return Progress::corrupt;
+  if (progress == Progress::finished && outputLeft_ > 0) return Progress::corrupt;
   return progress;
 }
 
 Progress CompressedBlock::runWhole(Window& window) {
+  return runWithBestBits([&](auto bits) __attribute__((always_inline)) { return runWhole<decltype(bits)>(window); });
+}
+
+template <class Bits>
+Progress CompressedBlock::runWhole(Window& window) {
   // What changes with every triplet is kept in variables: the stores through `out` could change any member.
   TripletReader reader = reader_;
+  std::uint32_t tripletsLeft = tripletsLeft_;
   std::uint8_t* out = window.cursor();
   const std::uint8_t* literal = literal_;
   const std::uint8_t* const literalsEnd = literalsEnd_;
   const std::uint8_t* const begin = out - window.history();
   const std::uint8_t* const limit = out + std::min<std::size_t>(window.room(), outputLeft_);
   Progress progress = Progress::finished;
-  while (tripletsLeft_ > 0) {
+  for (; tripletsLeft > 0; --tripletsLeft) {
     Triplet triplet;
-    if (!reader.read(tables_, triplet)) [[unlikely]] {
+    if (!reader.read<Bits>(tables_, triplet)) [[unlikely]] {
       progress = Progress::corrupt;
       break;
     }
-    // One comparison refuses distances that are too long and, wrapped around, the missing distance 0.
-    const std::size_t longest = static_cast<std::size_t>(out - begin) + triplet.literals;
-    if (std::size_t{triplet.distance} - 1 >= longest ||
-        triplet.literals > static_cast<std::size_t>(literalsEnd - literal)) [[unlikely]] {
+    std::uint8_t* const match = out + triplet.literals;
+    std::uint8_t* const end = match + triplet.match;
+    const std::uint8_t* const nextLiteral = literal + triplet.literals;
+    if (triplet.distance > static_cast<std::size_t>(match - begin) || nextLiteral > literalsEnd) [[unlikely]] {
       progress = Progress::corrupt;
       break;
     }
-    --tripletsLeft_;
-    if (triplet.bytes() > static_cast<std::size_t>(limit - out)) [[unlikely]] {
+    if (end > limit) [[unlikely]] {
       cut_ = triplet;
+      --tripletsLeft;
       progress = Progress::suspended;
       break;
     }
     wideCopy(out, literal, triplet.literals);
-    out += triplet.literals;
-    literal += triplet.literals;
-    copyMatch(out, triplet.distance, triplet.match);
-    out += triplet.match;
+    copyMatch(match, triplet.distance, triplet.match);
+    literal = nextLiteral;
+    out = end;
   }
   const auto made = static_cast<std::size_t>(out - window.cursor());
   window.advance(made);
   outputLeft_ -= static_cast<std::uint32_t>(made);
   literal_ = literal;
+  tripletsLeft_ = tripletsLeft;
   reader_ = reader;
   return progress;
 }
 
 void CompressedBlock::runCut(Window& window) {
-  const auto literals = static_cast<std::uint32_t>(std::min<std::size_t>(cut_.literals, window.room()));
+  const std::size_t literals = std::min(cut_.literals, window.room());
   window.append(literal_, literals);
   literal_ += literals;
-  const auto match = static_cast<std::uint32_t>(std::min<std::size_t>(cut_.match, window.room()));
-  if (match > 0) window.appendMatch(cut_.distance, match);
   cut_.literals -= literals;
+  const std::size_t match = std::min(cut_.match, window.room());
+  if (match > 0) window.appendMatch(cut_.distance, match);
   cut_.match -= match;
-  outputLeft_ -= literals + match;
+  outputLeft_ -= static_cast<std::uint32_t>(literals + match);
 }
 
 }  // namespace tovrin::lzfse

@@ -27,6 +27,8 @@ class CompressedBlock {
  private:
   /// Runs the triplets that there is room for as a whole. The first that there is none for becomes `cut_`.
   Progress runWhole(Window& window);
+  template <class Bits>
+  [[gnu::always_inline]] inline Progress runWhole(Window& window);
   /// Does what there is room for of `cut_`, and makes it smaller by that.
   void runCut(Window& window);
 

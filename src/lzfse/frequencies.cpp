@@ -1,5 +1,10 @@
 #include "lzfse/frequencies.h"
 
+#include <algorithm>
+
+#include "lzfse/bytes.h"
+#include "lzfse/limits.h"
+
 namespace tovrin::lzfse {
 namespace {
 
@@ -26,29 +31,31 @@ constexpr auto kCodes = [] {
   return codes;
 }();
 
-constexpr unsigned kLongestCode = 14;
+constexpr std::size_t kMostPackedBytes = kMaxPackedHeaderBytes - kPackedHeaderBytes;
 
 }  // namespace
 
 std::optional<Frequencies> unpackFrequencies(std::span<const std::uint8_t> packed) {
   Frequencies frequencies{};
   if (packed.empty()) return frequencies;
+  if (packed.size() > kMostPackedBytes) return std::nullopt;
 
-  std::uint32_t bits = 0;
-  unsigned available = 0;
+  // Behind the codes come zeros, which are codes as well: whether there were enough is seen at the end.
+  std::array<std::uint8_t, kMostPackedBytes + sizeof(std::uint64_t)> bytes{};
+  std::ranges::copy(packed, bytes.begin());
   std::size_t used = 0;
-  for (std::uint16_t& frequency : frequencies.all) {
-    for (; available < kLongestCode && used < packed.size(); ++used, available += 8) {
-      bits |= std::uint32_t{packed[used]} << available;
+  for (auto frequency = frequencies.all.begin(); frequency != frequencies.all.end();) {
+    auto bits = loadLittleEndian<std::uint64_t>(&bytes[used / 8]) >> used % 8;
+    // Four codes are 56 bits at most, which are always there.
+    for (const auto end = frequency + 4; frequency != end; ++frequency) {
+      const Code code = kCodes[bits & 15];
+      const std::uint64_t offset = (bits & ((1U << code.bits) - 1)) >> code.prefixBits;
+      *frequency = static_cast<std::uint16_t>(code.base + offset);
+      bits >>= code.bits;
+      used += code.bits;
     }
-    const Code code = kCodes[bits & 15];
-    if (code.bits > available) return std::nullopt;
-    const std::uint32_t offset = (bits & ((1U << code.bits) - 1)) >> code.prefixBits;
-    frequency = static_cast<std::uint16_t>(code.base + offset);
-    bits >>= code.bits;
-    available -= code.bits;
   }
-  if (used < packed.size() || available >= 8) return std::nullopt;
+  if ((used + 7) / 8 != packed.size()) return std::nullopt;
   return frequencies;
 }
 

@@ -16,11 +16,7 @@ struct LiteralEntry {
 };
 
 /// `bits` are read, of which the lowest `extra` are added to `base` to give the value; those above are for the state.
-/// The masks say the same as the counts: on processors without instructions for it, making them costs more than loading
-/// them.
 struct ValueEntry {
-  std::uint32_t mask;
-  std::uint32_t extraMask;
   std::uint32_t base;
   std::uint16_t delta;
   std::uint8_t bits;

@@ -19,6 +19,10 @@ inline constexpr std::uint32_t kMaxLiteralPayload = kMaxLiterals * 10 / 8;
 inline constexpr std::uint32_t kTripletPadding = 8;
 inline constexpr std::uint32_t kMaxTripletPayload = kTripletPadding + (kMaxTriplets * 54 + 7) / 8;
 
+/// The most literals, and the longest match, of an LZVN opcode.
+inline constexpr std::uint32_t kMaxLZVNRun = 271;
+inline constexpr std::uint32_t kLZVNEndMarkerBytes = 8;
+
 inline constexpr std::size_t kPlainHeaderBytes = 772;
 inline constexpr std::size_t kPackedHeaderBytes = 32;
 inline constexpr std::size_t kMaxPackedHeaderBytes = 662;

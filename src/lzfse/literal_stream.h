@@ -7,8 +7,8 @@
 
 namespace tovrin::lzfse {
 
-/// Writes all `header.literals` of a block. False for corrupt data. The 8 bytes in front of the payload must be
-/// readable.
+/// Writes all `header.literals` of a block, from a payload with room around it (`BackwardBitReader`). False for corrupt
+/// data.
 [[nodiscard]] bool decodeLiterals(const CompressedHeader& header, const LiteralTable& table,
                                   const std::uint8_t* payload, std::uint8_t* literals);
 

@@ -6,6 +6,8 @@
 
 #include "lzfse/block_header.h"
 #include "lzfse/input.h"
+#include "lzfse/limits.h"
+#include "lzfse/lzvn_opcode.h"
 #include "lzfse/window.h"
 
 namespace tovrin::lzfse {
@@ -17,17 +19,18 @@ class LZVNBlock {
   Progress run(Input& input, Window& window);
 
  private:
-  /// Does what is left of the opcode in hand. False when input or room ran out before its end.
+  /// Runs opcodes as long as there is input and room for the largest. Stops in front of the end, of a corrupt opcode,
+  /// and of literals that no match came before.
+  void runWhole(Input& input, Window& window);
+  /// Does what there is input and room for of the opcode in hand. False when something of it is left.
   bool finishOpcode(Input& input, Window& window);
   /// The bytes of the next opcode, or null when the input ends within them.
   const std::uint8_t* nextOpcode(std::size_t size, Input& input);
 
   std::uint32_t payloadLeft_;  ///< input bytes that are not read or spoken for yet
   std::uint32_t outputLeft_;
-  std::uint32_t distance_;  ///< of the latest match; 0 before the first
-  std::uint32_t literalsLeft_;
-  std::uint32_t matchLeft_;
-  std::array<std::uint8_t, 8> cut_;  ///< the first bytes of an opcode that the input ended in
+  LZVNStep step_;                                      ///< what is left of the opcode in hand
+  std::array<std::uint8_t, kLZVNEndMarkerBytes> cut_;  ///< the first bytes of an opcode that the input ended in
   std::size_t cutBytes_;
 };
 

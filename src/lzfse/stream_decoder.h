@@ -61,7 +61,7 @@ class StreamDecoder {
   CompressedHeader header_{};
   Frequencies frequencies_{};
   LZVNBlock lzvn_;
-  std::array<std::uint8_t, kPlainHeaderBytes + kMaxLiteralPayload + kMaxTripletPayload> block_;
+  std::array<std::uint8_t, kPlainHeaderBytes + kMaxLiteralPayload + kMaxTripletPayload + kReadBehind> block_;
   CompressedBlock compressed_;
   Window window_;
 };

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "lzfse/backward_bit_reader.h"
 #include "lzfse/block_header.h"
@@ -11,14 +12,17 @@ namespace tovrin::lzfse {
 
 /// First `literals` bytes from the block's literals, then `match` bytes from `distance` bytes back.
 struct Triplet {
-  std::uint32_t literals;
-  std::uint32_t match;
-  std::uint32_t distance;  ///< that of the triplet before where it is to be repeated; 0 when there is none yet
+  std::size_t literals = 0;
+  std::size_t match = 0;
+  std::size_t distance = 0;  ///< that of the triplet before where it is to be repeated
 
-  std::size_t bytes() const { return std::size_t{literals} + match; }
+  std::size_t bytes() const { return literals + match; }
 };
 
-/// Reads the triplets of a block, one after the other. The 8 bytes in front of the payload must be readable.
+/// What is repeated when there is no distance yet: further back than any output.
+inline constexpr std::size_t kNoDistance = std::numeric_limits<std::size_t>::max();
+
+/// Reads the triplets of a block, one after the other, from a payload with room around it (`BackwardBitReader`).
 class TripletReader {
  public:
   /// Has nothing to read; to be assigned to.
@@ -29,33 +33,38 @@ class TripletReader {
         matchLengthState_(header.matchLengthState),
         distanceState_(header.distanceState) {}
 
-  /// False when there are no bits left. Some that are none of the payload's may have been read before that: `overrun`.
-  [[nodiscard]] bool read(const TripletTables& tables, Triplet& triplet) {
-    if (!reader_.refill()) return false;
-    triplet.literals = readValue(tables.literalRuns, literalRunState_);
-    triplet.match = readValue(tables.matchLengths, matchLengthState_);
-    const std::uint32_t distance = readValue(tables.distances, distanceState_);
-    if (distance != 0) distance_ = distance;
+  /// False when there are too few bits left.
+  template <class Bits>
+  [[nodiscard, gnu::always_inline]] bool read(const TripletTables& tables, Triplet& triplet) {
+    const ValueEntry& literals = tables.literalRuns[literalRunState_];
+    const ValueEntry& match = tables.matchLengths[matchLengthState_];
+    const ValueEntry& distance = tables.distances[distanceState_];
+    // The next triplet waits for nothing as long as for these, so they come first.
+    const std::uint64_t literalsBits = literals.bits;
+    const std::uint64_t matchBits = match.bits;
+    const std::uint64_t distanceBits = distance.bits;
+    BackwardBitReader::Next next = reader_.next();
+    if (!reader_.skip(literalsBits + (matchBits + distanceBits))) return false;
+    triplet.literals = value<Bits>(next.take<Bits>(literalsBits), literals, literalRunState_);
+    triplet.match = value<Bits>(next.take<Bits>(matchBits), match, matchLengthState_);
+    const std::uint64_t newDistance = value<Bits>(next.take<Bits>(distanceBits), distance, distanceState_);
+    if (newDistance != 0) distance_ = newDistance;
     triplet.distance = distance_;
     return true;
   }
 
-  bool overrun() const { return reader_.overrun(); }
-
  private:
-  template <std::size_t states>
-  std::uint32_t readValue(const std::array<ValueEntry, states>& table, std::uint32_t& state) {
-    const ValueEntry& entry = table[state];
-    const auto bits = static_cast<std::uint32_t>(reader_.take(entry.bits)) & entry.mask;
+  template <class Bits>
+  [[gnu::always_inline]] static std::uint64_t value(std::uint64_t bits, const ValueEntry& entry, std::uint64_t& state) {
     state = entry.delta + (bits >> entry.extra);
-    return entry.base + (bits & entry.extraMask);
+    return entry.base + Bits::lowest(bits, entry.extra);
   }
 
   BackwardBitReader reader_;
-  std::uint32_t literalRunState_ = 0;
-  std::uint32_t matchLengthState_ = 0;
-  std::uint32_t distanceState_ = 0;
-  std::uint32_t distance_ = 0;
+  std::uint64_t literalRunState_ = 0;
+  std::uint64_t matchLengthState_ = 0;
+  std::uint64_t distanceState_ = 0;
+  std::size_t distance_ = kNoDistance;
 };
 
 }  // namespace tovrin::lzfse

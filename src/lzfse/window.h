@@ -27,18 +27,13 @@ class Window {
   /// Says that `count` bytes were written at the cursor.
   void advance(std::size_t count) { cursor_ += count; }
   void append(const std::uint8_t* bytes, std::size_t count);
-  /// Of at most 16 bytes and `room`. There must be 16 to read.
-  void appendShort(const std::uint8_t* bytes, std::size_t count) {
-    copy16(cursor_, bytes);
-    cursor_ += count;
-  }
   /// Of at most `room` bytes; `distance` is from 1 to `history`.
   void appendMatch(std::size_t distance, std::size_t count);
 
  private:
   static constexpr std::size_t kHistory = 256 * 1024;
   /// The more fresh bytes fit behind the history, the less often it has to be moved to the front.
-  static constexpr std::size_t kFresh = 512 * 1024;
+  static constexpr std::size_t kFresh = 1024 * 1024;
   static_assert(kHistory >= kMaxDistance);
   static_assert(kFresh / 2 >= kHistory, "the history must not overlap the place that it is moved to");
 

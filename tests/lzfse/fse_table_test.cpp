@@ -46,7 +46,7 @@ TEST(FSETable, leadsToNoStateBeyondTheLast) {
   TripletTables tables;
   ASSERT_TRUE(buildTables(exampleFrequencies(), Symbols::some, tables));
   for (const ValueEntry& entry : tables.literalRuns) {
-    EXPECT_LT(entry.delta + (entry.mask >> entry.extra), kLiteralRunStates);
+    EXPECT_LE(entry.delta + (1U << (entry.bits - entry.extra)), kLiteralRunStates);
   }
 }
 
