@@ -50,7 +50,7 @@ _tovrin() {
     case $command in
       "") options+=" --version" ;;
       ls) options+=" --long --recursive --slash --json" ;;
-      fetch) options+=" --output --json" ;;
+      fetch) options+=" --output --recursive --json" ;;
       put | doctor) options+=" --json" ;;
       status) options+=" --follow --json" ;;
       evict) options+=" --all --json" ;;

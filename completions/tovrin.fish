@@ -31,6 +31,7 @@ complete -c tovrin -n '__fish_seen_subcommand_from ls cat fetch put evict' -a '(
 complete -c tovrin -n '__fish_seen_subcommand_from put manifest lzfse' -F
 complete -c tovrin -n '__fish_seen_subcommand_from ls' -s l -l long -d 'With type, permissions, size and date'
 complete -c tovrin -n '__fish_seen_subcommand_from ls' -s R -l recursive -d 'With everything below it'
+complete -c tovrin -n '__fish_seen_subcommand_from fetch' -s R -l recursive -d 'A folder into the mount'
 complete -c tovrin -n '__fish_seen_subcommand_from ls' -s p -l slash -d 'A slash behind folders'
 complete -c tovrin -n '__fish_seen_subcommand_from fetch lzfse' -s o -l output -rF -d 'Where to put it'
 complete -c tovrin -n '__fish_seen_subcommand_from status' -l follow -d 'Go on until interrupted'

@@ -2,6 +2,7 @@
 
 #include "cli/command.h"
 #include "cli/disposable_file.h"
+#include "cli/fetch_tree.h"
 #include "cli/item_argument.h"
 #include "cli/item_json.h"
 #include "cli/output.h"
@@ -16,6 +17,7 @@ namespace {
 struct Words {
   std::string item;
   std::string output;
+  bool recursive = false;
 };
 
 /// Where the file goes: as named, into the folder that was named, or here under its own name.
@@ -77,10 +79,16 @@ void addFetchCommand(CLI::App& app, Invocation& invocation) {
   command->add_option("ITEM", words->item, "A path as the domain shows it, or an identifier")
       ->required()
       ->option_text(" ");
-  command->add_option("-o,--output", words->output, "Where to put it (else here, under its name)")->option_text("FILE");
+  CLI::Option* output = command->add_option("-o,--output", words->output, "Where to put it (else here, under its name)")
+                            ->option_text("FILE");
+  command->add_flag("-R,--recursive", words->recursive, "All files of a folder into the running mount")
+      ->excludes(output);
   command->add_flag("--json", invocation.json, "Print the file and its item as JSON");
   command->callback([&invocation, words] {
-    invocation.run = [&invocation, words](Session& session) { return fetch(session, *words, invocation.json); };
+    invocation.run = [&invocation, words](Session& session) {
+      return words->recursive ? fetchTree(session, words->item, invocation.json)
+                              : fetch(session, *words, invocation.json);
+    };
   });
 }
 

@@ -51,6 +51,11 @@ void ProgressBar::draw(const NSProgress& progress, const SharedItem& item) {
   }
   const double fraction =
       static_cast<double>(progress.completedUnitCount()) / static_cast<double>(progress.totalUnitCount());
+  draw(fraction, detail);
+}
+
+void ProgressBar::draw(double fraction, std::string_view detail) {
+  if (!shown_) return;
   // The last column stays free: some terminals wrap as soon as it is written.
   std::string line = progressLine(fraction, detail, terminalSize(STDERR_FILENO).columns - 1, colour_);
   if (line == drawn_) return;

@@ -16,6 +16,9 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
+  bool isShown() const { return shown_; }
+
+  void draw(double fraction, std::string_view detail);
   /// Adds what the state file says about this item: what the fetch waits for, if anything.
   void draw(const NSProgress& progress, const SharedItem& item);
 
