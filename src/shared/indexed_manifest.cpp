@@ -5,6 +5,7 @@
 
 #include "foundation/path.h"
 #include "platform/text.h"
+#include "shared/manifest_rules.h"
 
 namespace tovrin {
 
@@ -36,7 +37,8 @@ IndexedManifest::IndexedManifest(TovrinWarpSharedManifest manifest)
     : manifest_(std::move(manifest)),
       canonicalWarpID_(canonicalForm(manifest_.warpID)),
       rootDepth_(depth(manifest_.originalFolderPath)),
-      hasFile_(std::ranges::any_of(manifest_.entries, isFile, &TovrinWarpSharedEntry::kind)) {
+      hasFile_(std::ranges::any_of(manifest_.entries, isFile, &TovrinWarpSharedEntry::kind)),
+      hasOnlyAbsolutePaths_(tovrin::hasOnlyAbsolutePaths(manifest_)) {
   indexPaths();
   groupByFolder();
   uniteTopLevel();

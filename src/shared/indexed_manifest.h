@@ -27,6 +27,8 @@ class IndexedManifest {
   const std::string& canonicalWarpID() const { return canonicalWarpID_; }
   /// At least one entry of kind `file`.
   bool hasFile() const { return hasFile_; }
+  /// The rule of that name, which is asked whenever the manifest is.
+  bool hasOnlyAbsolutePaths() const { return hasOnlyAbsolutePaths_; }
 
   /// The entry whose path has exactly these bytes, or null.
   const TovrinWarpSharedEntry* entryAt(std::string_view relativePath) const;
@@ -61,6 +63,7 @@ class IndexedManifest {
   std::string canonicalWarpID_;
   std::size_t rootDepth_ = 0;
   bool hasFile_ = false;
+  bool hasOnlyAbsolutePaths_ = false;
 
   PathTable entryTable_;
   std::vector<Folder> folders_;

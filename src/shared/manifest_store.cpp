@@ -22,9 +22,10 @@ Result<std::vector<std::string>> manifestFileNames(const std::filesystem::path& 
 }
 
 /// What every manifest that is loaded for one Warp is checked for once more, decoded or not.
-bool isManifestOf(const TovrinWarpSharedManifest& manifest, std::string_view warpID) {
+bool isManifestOf(const IndexedManifest& indexed, std::string_view warpID) {
+  const TovrinWarpSharedManifest& manifest = indexed.manifest();
   return isSupportedVersion(manifest.version) && canonicallyEqual(manifest.warpID, warpID) &&
-         !manifest.deviceID.empty() && isSafeRelativeObjectKey(manifest.manifestKey) && hasOnlyAbsolutePaths(manifest);
+         !manifest.deviceID.empty() && isSafeRelativeObjectKey(manifest.manifestKey) && indexed.hasOnlyAbsolutePaths();
 }
 
 }  // namespace
@@ -61,7 +62,7 @@ std::vector<ManifestStore::MirroredFile> ManifestStore::readMirror() {
   files.reserve(names->size());
   for (const std::string& name : *names) {
     auto manifest = decodedAt(directory->manifestMirror() / name, name);
-    if (manifest && !hasOnlyAbsolutePaths((*manifest)->manifest())) manifest = failure(corruptFile());
+    if (manifest && !(*manifest)->hasOnlyAbsolutePaths()) manifest = failure(corruptFile());
     files.push_back({name, std::move(manifest)});
   }
   return files;
@@ -92,7 +93,7 @@ Result<SharedManifest> ManifestStore::load(std::string_view warpID) {
   const std::filesystem::path path = directory.manifestMirror() / fileName;
   if (!fileExists(path)) return nullptr;
   TOVRIN_TRY(SharedManifest manifest, decodedAt(path, fileName));
-  if (!isManifestOf(manifest->manifest(), warpID)) return failure(corruptFile());
+  if (!isManifestOf(*manifest, warpID)) return failure(corruptFile());
   return manifest;
 }
 
