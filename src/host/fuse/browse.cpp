@@ -61,8 +61,9 @@ void statistics(fuse_req_t request, fuse_ino_t) {
   const std::int64_t total = std::max(domain.totalBytes(), used);
   struct statvfs status{};
   status.f_bsize = status.f_frsize = kBlock;
-  status.f_blocks = static_cast<fsblkcnt_t>((total + kBlock - 1) / kBlock);
-  status.f_bfree = status.f_bavail = static_cast<fsblkcnt_t>((total - used) / kBlock);
+  const auto blocks = [](std::int64_t bytes) { return static_cast<fsblkcnt_t>((bytes + kBlock - 1) / kBlock); };
+  status.f_blocks = blocks(total);
+  status.f_bfree = status.f_bavail = blocks(total) - blocks(used);
   status.f_files = static_cast<fsfilcnt_t>(domain.totalFiles());
   status.f_namemax = kLongestFileName;
   fuse_reply_statfs(request, &status);
