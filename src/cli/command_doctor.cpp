@@ -20,6 +20,7 @@ Findings examine(Session& session) {
   checkLocks(session.platform(), findings);
   checkNames(session, findings);
   checkWorker(session.platform(), findings);
+  checkMounts(session.platform(), findings);
   checkFUSE(findings);
   return findings;
 }

@@ -34,8 +34,9 @@ void checkLocks(const Platform& platform, Findings& findings);
 /// The folders that must be there and take files: the container and the cache.
 void checkFolders(const Platform& platform, Findings& findings);
 
-/// The machine: the worker, asked for at most five seconds, and FUSE.
+/// The machine: the worker, asked for at most five seconds, the mounts that there are, and whether one can be made.
 void checkWorker(const Platform& platform, Findings& findings);
+void checkMounts(const Platform& platform, Findings& findings);
 void checkFUSE(Findings& findings);
 
 /// Items that a file system here shows under another name than their own.

@@ -102,9 +102,4 @@ void checkWorker(const Platform& platform, Findings& findings) {
                             : workerFault(answer.error(), "Does not answer: ", snapshot->httpAddress));
 }
 
-void checkFUSE(Findings& findings) {
-  if (access("/dev/fuse", R_OK | W_OK) == 0) return findings.push_back(well("fuse", "/dev/fuse", "Available."));
-  findings.push_back(note("fuse", "/dev/fuse", "Not available to this user: the domain cannot be mounted here."));
-}
-
 }  // namespace tovrin::cli

@@ -1,6 +1,5 @@
 #include "host/mount_point.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -12,6 +11,7 @@
 #include "host/mount_table.h"
 #include "support/child_process.h"
 #include "support/scratch_folder.h"
+#include "support/unserved_mount.h"
 
 namespace tovrin::host {
 namespace {
@@ -32,17 +32,6 @@ std::int64_t errorCodeOf(const std::filesystem::path& path) {
   const auto point = MountPoint::prepare(path);
   return point ? 0 : point.error().code();
 }
-
-/// Mounts a FUSE file system that nobody serves: it answers nothing, and is dead once the descriptor is closed.
-int mountUnserved(const std::filesystem::path& folder, const char* type) {
-  const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-  if (device < 0) _exit(kCannotTest);
-  const std::string options = "fd=" + std::to_string(device) + ",rootmode=40000,user_id=0,group_id=0";
-  EXPECT_EQ(mount("somewhere", folder.c_str(), type, MS_NOSUID | MS_NODEV, options.c_str()), 0) << errno;
-  return device;
-}
-
-void mountDead(const std::filesystem::path& folder, const char* type) { close(mountUnserved(folder, type)); }
 
 TEST_F(MountPoints, areEmptyFoldersWhichStayAsTheyAre) {
   std::filesystem::create_directory(folder_);
