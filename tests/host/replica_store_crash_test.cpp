@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <functional>
 #include <iostream>
 #include <random>
 #include <string>
@@ -160,44 +161,76 @@ class ReplicaStoreCrash : public StoreTest {
     }
     expectNoStrays();
   }
+
+  using Clock = std::chrono::steady_clock;
+  /// The moment to kill a process, asked for again and again.
+  using Moment = std::function<bool()>;
+
+  static Moment soon(std::mt19937& random) {
+    const auto end = Clock::now() + std::chrono::microseconds(random() % 3000);
+    return [end] { return Clock::now() >= end; };
+  }
+  /// A file has come or gone.
+  static Moment changeOf(const std::filesystem::path& folder) {
+    return [folder, before = namesIn(folder)] { return namesIn(folder) != before; };
+  }
+
+  /// Lets a process work on the store and kills it at the moment, or soon after when that does not come. Brings the
+  /// model to the last step that returned; returns the step that did not.
+  std::optional<StoreStep> workAndKill(StoreModel& model, int& version, std::mt19937& random,
+                                       const std::function<Moment()>& makeMoment) {
+    std::optional<StoreStep> begun;
+    const auto take = [&](const Report& report) {
+      version = report.step.version + 1;
+      begun = report.step;
+      if (!report.isDone) return;
+      ModelItem& item = model.at(static_cast<std::size_t>(report.step.item));
+      item = after(item, report.step);
+      begun.reset();
+    };
+    const unsigned steps = random() % 40;
+    WorkingProcess process(folders, limits, model, version, std::mt19937(random()), scratch.path());
+    for (unsigned done = 0; done < steps;) {
+      const auto report = process.next();
+      if (!report) break;
+      take(*report);
+      done += report->isDone ? 1 : 0;
+    }
+    const Moment moment = makeMoment();
+    const auto end = Clock::now() + std::chrono::milliseconds(50);
+    while (!moment() && Clock::now() < end) continue;
+    EXPECT_TRUE(process.kill()) << "no step fails";
+    while (const auto report = process.next()) take(*report);
+    return begun;
+  }
+
+  void crashRepeatedly(int rounds, const std::function<Moment(std::mt19937&)>& makeMoment) {
+    std::mt19937 random(20250401);
+    StoreModel model;
+    int version = 1;
+    for (int round = 0; round < rounds && !HasFailure(); ++round) {
+      close();
+      const auto killedStep = workAndKill(model, version, random, [&] { return makeMoment(random); });
+      open();
+      match(model, killedStep);
+      expectNoStrays();
+      if (round % 4 == 3) giveUpEdits(model);
+    }
+  }
 };
 
-TEST_F(ReplicaStoreCrash, atAnyMomentLosesNothingThatWasAcceptedAndServesNothingElse) {
-  using Clock = std::chrono::steady_clock;
-  constexpr int kRounds = 40;
-  std::mt19937 random(20250401);
-  StoreModel model;
-  int version = 1;
-  for (int round = 0; round < kRounds && !HasFailure(); ++round) {
-    close();
-    std::optional<StoreStep> begun;
-    const unsigned steps = random() % 40;
-    {
-      WorkingProcess process(folders, limits, model, version, std::mt19937(random()), scratch.path());
-      const auto take = [&](const Report& report) {
-        version = report.step.version + 1;
-        begun = report.step;
-        if (!report.isDone) return;
-        ModelItem& item = model.at(static_cast<std::size_t>(report.step.item));
-        item = after(item, report.step);
-        begun.reset();
-      };
-      for (unsigned done = 0; done < steps;) {
-        const auto report = process.next();
-        ASSERT_TRUE(report.has_value()) << "it ended by itself";
-        take(*report);
-        done += report->isDone ? 1 : 0;
-      }
-      const auto end = Clock::now() + std::chrono::microseconds(random() % 3000);
-      while (Clock::now() < end) continue;
-      ASSERT_TRUE(process.kill()) << "no step fails";
-      while (const auto report = process.next()) take(*report);
-    }
-    open();
-    match(model, begun);
-    expectNoStrays();
-    if (round % 4 == 3) giveUpEdits(model);
-  }
+TEST_F(ReplicaStoreCrash, atAnyMomentLosesNothingThatWasAcceptedAndServesNothingElse) { crashRepeatedly(40, soon); }
+
+TEST_F(ReplicaStoreCrash, whileACopyComesOrGoesLeavesNoFileWithoutARow) {
+  crashRepeatedly(20, [this](std::mt19937&) { return changeOf(copies()); });
+}
+
+TEST_F(ReplicaStoreCrash, whileAnEditBeginsLeavesNothingToSetAside) {
+  crashRepeatedly(20, [this](std::mt19937&) { return changeOf(folders.state / "beginning"); });
+}
+
+TEST_F(ReplicaStoreCrash, whileAnEditComesOrGoesLosesNoOther) {
+  crashRepeatedly(20, [this](std::mt19937&) { return changeOf(edits()); });
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +11,6 @@
 
 #include "host/replica_store.h"
 #include "host/store_fixture.h"
-#include "provider/identifier.h"
 #include "support/child_process.h"
 
 namespace tovrin::host {
@@ -20,50 +18,7 @@ namespace {
 
 using EditStates = std::multiset<std::pair<std::string, EditState>>;
 
-class ReplicaStoreOpen : public StoreTest {
- protected:
-  std::filesystem::path index() const { return folders.state / "index.sqlite"; }
-
-  /// Runs SQL on the index of the closed store.
-  void execute(const std::string& sql) {
-    sqlite3* database = nullptr;
-    ASSERT_EQ(sqlite3_open(index().c_str(), &database), SQLITE_OK);
-    char* message = nullptr;
-    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK) << message;
-    sqlite3_close(database);
-  }
-
-  /// Two copies, and edits in two states.
-  void fill() {
-    keep("a", "1", "copy a");
-    keep("b", "1", "copy b");
-    append(*beginEdit(entryIdentifier("W1", "notes.txt"), "1"), "unsaved edit");
-    mark(entryIdentifier("W1", "notes.txt"), EditState::unsaved, true);
-    append(*beginEdit("saved", "1"), "saved edit");
-    mark("saved", EditState::saved);
-  }
-
-  /// After an index was lost: no copy, and every edit among the interrupted ones under its own name.
-  void expectOnlyEdits() {
-    open();
-    EXPECT_TRUE(store->items().empty());
-    EXPECT_EQ(countFiles(copies()), 0U);
-    EXPECT_EQ(countFiles(edits()), 0U);
-    std::multiset<std::string> contents;
-    bool hasName = false;
-    for (const Edit& edit : store->edits()) {
-      EXPECT_EQ(edit.state, EditState::interrupted);
-      contents.insert(readFile(edit.file));
-      hasName |= edit.file.filename().native().starts_with("notes~") && edit.file.extension() == ".txt";
-    }
-    EXPECT_EQ(contents, (std::multiset<std::string>{"saved edit", "unsaved edit"}));
-    EXPECT_TRUE(hasName);
-    keep("a", "1", "again");
-    open();
-    EXPECT_NE(store->openCopy("a", "1"), nullptr) << "the new index works";
-    EXPECT_EQ(store->edits().size(), 2U);
-  }
-};
+using ReplicaStoreOpen = StoreTest;
 
 TEST_F(ReplicaStoreOpen, refusesASecondProcessWithTheNumberOfTheFirst) {
   close();
@@ -107,7 +62,7 @@ TEST_F(ReplicaStoreOpen, refusesASecondStoreOfTheSameProcess) {
 }
 
 TEST_F(ReplicaStoreOpen, refusesANewerVersionAndNamesTheWayOut) {
-  fill();
+  keepCopiesAndEdits();
   close();
   execute("PRAGMA user_version = 2; CREATE TABLE news (x)");
   const std::string before = readFile(index());
@@ -126,78 +81,6 @@ TEST_F(ReplicaStoreOpen, refusesANewerVersionAndNamesTheWayOut) {
   open();
   EXPECT_TRUE(store->items().empty());
   EXPECT_EQ(countFiles(copies()), 0U);
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhenTheIndexIsGarbage) {
-  fill();
-  close();
-  writeFile(index(), std::string(100000, '#'));
-  expectOnlyEdits();
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhenTheIndexIsEmpty) {
-  fill();
-  close();
-  writeFile(index(), "");
-  expectOnlyEdits();
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhenTheIndexIsGone) {
-  fill();
-  close();
-  std::filesystem::remove(index());
-  expectOnlyEdits();
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhenTheIndexIsCutOff) {
-  fill();
-  close();
-  std::filesystem::resize_file(index(), std::filesystem::file_size(index()) / 2);
-  expectOnlyEdits();
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhenTheIndexHasOtherTables) {
-  fill();
-  close();
-  execute("DROP TABLE copies; CREATE TABLE copies (something)");
-  expectOnlyEdits();
-}
-
-TEST_F(ReplicaStoreOpen, keepsEditsWhereverTheIndexIsDamaged) {
-  fill();
-  close();
-  const std::string whole = readFile(index());
-  for (std::size_t place = 0; place < whole.size(); place += 512) {
-    std::string damaged = whole;
-    damaged.replace(place, 300, 300, '\xa5');
-    writeFile(index(), damaged);
-    open();
-    std::multiset<std::string> contents;
-    for (const Edit& edit : store->edits()) contents.insert(readFile(edit.file));
-    EXPECT_EQ(contents, (std::multiset<std::string>{"saved edit", "unsaved edit"})) << place;
-    EXPECT_EQ(countFiles(copies()), static_cast<std::size_t>(store->usage().cachedItems)) << place;
-    for (const auto& identifier : store->items()) {
-      const auto copy = store->openCopy(identifier, "1");
-      if (copy) {
-        EXPECT_EQ(readAll(*copy), "copy " + identifier) << place;
-      }
-    }
-    close();
-  }
-}
-
-TEST_F(ReplicaStoreOpen, failsWithoutHarmWhenTheIndexCannotBeRead) {
-  fill();
-  close();
-  std::filesystem::rename(index(), scratch / "index");
-  std::filesystem::create_directory(index());
-  EXPECT_FALSE(tryToOpen().has_value());
-  EXPECT_EQ(countFiles(copies()), 2U);
-  EXPECT_EQ(countFiles(edits()), 2U);
-  std::filesystem::remove(index());
-  std::filesystem::rename(scratch / "index", index());
-  open();
-  EXPECT_EQ(store->items().size(), 4U);
 }
 
 TEST_F(ReplicaStoreOpen, dropsCopiesThatWereNotOnDiskWhenTheMachineStopped) {
@@ -224,7 +107,7 @@ TEST_F(ReplicaStoreOpen, keepsCopiesOfAnEarlierStartOfTheMachineWhenItWasClosed)
 }
 
 TEST_F(ReplicaStoreOpen, sweepsWhatTheIndexDoesNotKnow) {
-  fill();
+  keepCopiesAndEdits();
   close();
   writeFile(copies() / "stray", "x");
   writeFile(copies() / "._stray", "x");
@@ -236,7 +119,7 @@ TEST_F(ReplicaStoreOpen, sweepsWhatTheIndexDoesNotKnow) {
 }
 
 TEST_F(ReplicaStoreOpen, dropsRowsWithoutFiles) {
-  fill();
+  keepCopiesAndEdits();
   const auto copy = store->find("a")->file;
   const auto edit = store->find("saved")->file;
   close();

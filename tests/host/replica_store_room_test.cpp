@@ -9,6 +9,7 @@
 #include "host/replica_store.h"
 #include "host/store_fixture.h"
 #include "host/store_room.h"
+#include "support/child_process.h"
 
 namespace tovrin::host {
 namespace {
@@ -77,6 +78,22 @@ TEST_F(ReplicaStoreRoom, remembersTheOrderOfOpenings) {
   EXPECT_EQ(here(), "abef");
 }
 
+TEST_F(ReplicaStoreRoom, remembersTheOrderOfOpeningsBeforeTheLastDownloadWhenItIsKilled) {
+  fill({"a", "b", "c"});
+  close();
+  EXPECT_EQ(inChild([this] {
+              open();
+              EXPECT_NE(store->openCopy("a", "1"), nullptr);
+              fill({"d"});
+              if (HasFailure()) _exit(1);
+              _exit(0);  // nothing is closed
+            }),
+            0);
+  open();
+  fill({"e", "f"});
+  EXPECT_EQ(here(), "adef");
+}
+
 TEST_F(ReplicaStoreRoom, evictsAsFewAsItCan) {
   fill({"a", "b", "c"});
   const auto reservation = reserve(2 * kFileBytes);
@@ -84,11 +101,10 @@ TEST_F(ReplicaStoreRoom, evictsAsFewAsItCan) {
 }
 
 TEST_F(ReplicaStoreRoom, keepsWhatIsOpen) {
+  const auto open = download("a");
   fill({"b", "c", "d"});
-  const auto open = store->openCopy("b", "1");
-  fill({"a"});
   const auto reservation = reserve(2 * kFileBytes);
-  EXPECT_EQ(here(), "ab");
+  EXPECT_EQ(here(), "ad");
 }
 
 TEST_F(ReplicaStoreRoom, keepsEdits) {

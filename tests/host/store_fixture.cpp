@@ -1,7 +1,10 @@
 #include "host/store_fixture.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "provider/identifier.h"
 
 namespace tovrin::host {
 
@@ -39,6 +42,24 @@ std::shared_ptr<LocalFile> StoreTest::beginEdit(const std::string& identifier, c
 void StoreTest::mark(const std::string& identifier, EditState state, bool durable) {
   const auto marked = store->markEdit(identifier, state, durable);
   EXPECT_TRUE(marked.has_value()) << marked.error().localizedDescription();
+}
+
+void StoreTest::keepCopiesAndEdits() {
+  keep("a", "1", "copy a");
+  keep("b", "1", "copy b");
+  const std::string notes = entryIdentifier("W1", "notes.txt");
+  append(*beginEdit(notes, "1"), "unsaved edit");
+  mark(notes, EditState::unsaved, true);
+  append(*beginEdit("saved", "1"), "saved edit");
+  mark("saved", EditState::saved);
+}
+
+void StoreTest::execute(const std::string& sql) const {
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(index().c_str(), &database), SQLITE_OK);
+  char* message = nullptr;
+  EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK) << message;
+  sqlite3_close(database);
 }
 
 std::multiset<std::pair<std::string, EditState>> StoreTest::editStates() const {

@@ -32,8 +32,14 @@ class StoreTest : public testing::Test {
                                        const LocalFile* from = nullptr);
   void mark(const std::string& identifier, EditState state, bool durable = false);
   bool isHere(const std::string& identifier) const { return store->find(identifier).has_value(); }
+  /// Copies of "a" and "b", a saved edit of "saved", and an unsaved edit of an entry "notes.txt".
+  void keepCopiesAndEdits();
   /// The edits' states, by identifier and state.
   std::multiset<std::pair<std::string, EditState>> editStates() const;
+
+  std::filesystem::path index() const { return folders.state / "index.sqlite"; }
+  /// Runs SQL on the index of the closed store.
+  void execute(const std::string& sql) const;
 
   std::filesystem::path copies() const { return folders.cache / "copies"; }
   std::filesystem::path edits() const { return folders.state / "edits"; }
