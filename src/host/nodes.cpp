@@ -72,6 +72,14 @@ void Nodes::forget(NodeID id, std::uint64_t lookups) {
   byID_.erase(found);
 }
 
+void Nodes::retire(NodeID id) {
+  const std::scoped_lock hold(lock_);
+  const auto found = byID_.find(id);
+  if (found == byID_.end()) return;
+  const auto newest = newest_.find(found->second.node.item->itemIdentifier());
+  if (newest != newest_.end() && newest->second == id) newest_.erase(newest);
+}
+
 std::vector<std::string> Nodes::warps() const {
   const std::scoped_lock hold(lock_);
   std::vector<std::string> warps;

@@ -43,6 +43,8 @@ class Nodes {
   /// The newest node of an identifier.
   std::optional<Node> find(std::string_view identifier) const;
   void forget(NodeID id, std::uint64_t lookups);
+  /// From here on a lookup of the node's item makes another one.
+  void retire(NodeID id);
 
   /// Runs `change` on the node while nothing else touches it; it must not call back. False when there is none.
   template <class Change>

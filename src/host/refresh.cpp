@@ -72,7 +72,12 @@ void Refresh::bringInLine(const Node& node, Folders& folders) {
     return kernel_.contentsChanged(node.id);
   }
   const Directory::Member* member = folders.member(*node.item);
-  if (member == nullptr) return kernel_.nameVanished(node.parent, node.id, node.name);
+  if (member == nullptr) {
+    // The kernel finds nothing more in a folder that vanished, for as long as somebody is in it: one that comes back
+    // must be another one.
+    if (isFolder(*node.item)) nodes_.retire(node.id);
+    return kernel_.nameVanished(node.parent, node.id, node.name);
+  }
   const bool isFolderStill = isFolder(*node.item) && isFolder(*member->item);
   if (!isFolderStill &&
       (isFolder(*node.item) != isFolder(*member->item) || !isSameVersion(*node.item, *member->item))) {
