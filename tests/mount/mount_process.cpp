@@ -13,10 +13,9 @@
 int main(int argc, char** argv) {
   using namespace tovrin::host;
   if (argc < 3) return 2;
-  MountRequest request;
+  MountRequest request = usualMountRequest();
   request.container = argv[1];
   request.mountpoint = argv[2];
-  request.fuseOptions = {"fsname=tovrin", "subtype=tovrin"};
   request.notifyErrors = false;
   for (int i = 3; i < argc; ++i) {
     if (const auto applied = applyMountOption(argv[i], argv[1], request); !applied) {
