@@ -36,7 +36,9 @@ Result<std::unique_ptr<ReplicaStore>> ReplicaStore::open(const StoreFolders& fol
   TOVRIN_TRY(StoreIndex::Loaded loaded, StoreIndex::open(places.index()));
   TOVRIN_CHECK(sweepStore(places, loaded));
   explainStateFolder(folders);
-  return std::make_unique<LocalReplicaStore>(places, limits, std::move(lock), std::move(loaded));
+  auto store = std::make_unique<LocalReplicaStore>(places, limits, std::move(lock), std::move(loaded));
+  store->trim();
+  return store;
 }
 
 LocalReplicaStore::LocalReplicaStore(StorePlaces places, const StoreLimits& limits, StoreLock processLock,
@@ -68,6 +70,11 @@ Result<std::unique_ptr<Reservation>> LocalReplicaStore::reserve(std::int64_t byt
   const std::scoped_lock guard(changeLock_);
   TOVRIN_CHECK(makeRoom(wanted));
   return std::make_unique<RoomReservation>(diskUse_, wanted);
+}
+
+void LocalReplicaStore::trim() {
+  const std::scoped_lock guard(changeLock_);
+  std::ignore = makeRoom(0);
 }
 
 Result<void> LocalReplicaStore::makeRoom(std::int64_t bytes) {

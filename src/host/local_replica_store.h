@@ -18,14 +18,17 @@
 namespace tovrin::host {
 
 /// The store over its three parts: files in folders, their index on disk, and the contents in memory that every
-/// question is answered from. A file comes before its row and a row before what memory says of it, and they go the
-/// other way, so that a kill leaves at most a file or a row alone, which the next opening sweeps.
+/// question is answered from. What comes is a file first, then a row, then known in memory; what goes is forgotten in
+/// memory first. So a kill leaves at most a file or a row alone, which the next opening sweeps.
 class LocalReplicaStore final : public ReplicaStore {
  public:
   LocalReplicaStore(StorePlaces places, const StoreLimits& limits, StoreLock processLock, StoreIndex::Loaded loaded);
   LocalReplicaStore(const LocalReplicaStore&) = delete;
   LocalReplicaStore& operator=(const LocalReplicaStore&) = delete;
   ~LocalReplicaStore() override;
+
+  /// Evicts what is there beyond the limits.
+  void trim();
 
   std::optional<Local> find(std::string_view identifier) const override;
   Result<std::unique_ptr<Reservation>> reserve(std::int64_t bytes) override;

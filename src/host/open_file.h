@@ -32,7 +32,10 @@ class OpenFile final : public LocalFile {
   const std::filesystem::path& path() const override { return path_; }
 
   /// Says that its name goes while it is open, so that its bytes stay on disk until it is closed. By one thread, once.
-  void countAsUnlinked(std::int64_t bytes) { diskUse_->unlinkedBytes += unlinkedBytes_ = bytes; }
+  void countAsUnlinked(std::int64_t bytes) {
+    unlinkedBytes_ = bytes;
+    diskUse_->unlinkedBytes += bytes;
+  }
 
  private:
   FileDescriptor file_;

@@ -179,6 +179,14 @@ TEST_F(ReplicaStoreRoom, countsWhatASparseFileTakes) {
   EXPECT_EQ(here(), "abcd");
 }
 
+TEST_F(ReplicaStoreRoom, evictsDownToASmallerLimitWhenItIsOpened) {
+  fill({"a", "b", "c", "d"});
+  limits.cacheBytes = 2 * kFileBytes;
+  open();
+  EXPECT_EQ(here(), "cd");
+  EXPECT_EQ(countFiles(copies()), 2U);
+}
+
 TEST_F(ReplicaStoreRoom, evictsNothingForAFileThatCannotFit) {
   fill({"a", "b"});
   EXPECT_EQ(refusal(5 * kFileBytes),
