@@ -1,5 +1,6 @@
 #include "shared/manifest.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -230,11 +231,14 @@ std::size_t hashValue(const TovrinWarpSharedHardLinkIdentity& identity) { return
 std::size_t hashValue(const TovrinWarpSharedEntry& entry) { return hashOf(entry); }
 std::size_t hashValue(const TovrinWarpSharedManifest& manifest) { return hashOf(manifest); }
 
-Result<TovrinWarpSharedManifest> decodeManifest(std::string_view bytes) {
-  // About a third of a manifest is text that is kept; the rest is keys and punctuation.
-  auto storage = std::make_shared<TextArena>(bytes.size() / 3);
-  TOVRIN_TRY(TovrinWarpSharedManifest manifest, decodeJSON<TovrinWarpSharedManifest>(bytes, storage.get()));
-  manifest.entries.shrink_to_fit();
+Result<TovrinWarpSharedManifest> decodeManifest(const JSONText& text) {
+  constexpr std::size_t kSmallestChunk = 1024;
+  constexpr std::size_t kLargestChunk = 1024 * 1024;
+  // About a third of a manifest is kept, so that of the last chunk little goes to waste.
+  auto storage = std::make_shared<TextArena>(std::clamp(text.bytes().size() / 64, kSmallestChunk, kLargestChunk));
+  TOVRIN_TRY(TovrinWarpSharedManifest manifest, decodeJSON<TovrinWarpSharedManifest>(text, storage.get()));
+  if (manifest.entries.capacity() - manifest.entries.size() > manifest.entries.size() / 8)
+    manifest.entries.shrink_to_fit();
   manifest.storage = std::move(storage);
   return manifest;
 }

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "foundation/date.h"
+#include "foundation/json/json_text.h"
+#include "foundation/packed_optional.h"
 #include "foundation/result.h"
 #include "foundation/text_arena.h"
 
@@ -55,32 +57,33 @@ struct TovrinWarpSharedHardLinkIdentity {
   friend bool operator==(const TovrinWarpSharedHardLinkIdentity&, const TovrinWarpSharedHardLinkIdentity&) = default;
 };
 
-/// One file-system object of a Warp. Its identity is its `relativePath`, which holds an absolute path all the same: the
+/// One file-system object of a Warp; a million of them fit, so the members stand where they leave no gaps and what few
+/// entries have stands elsewhere. Its identity is its `relativePath`, which holds an absolute path all the same: the
 /// name is the main application's, and its JSON key is "absolutePath".
 struct TovrinWarpSharedEntry {
   std::string_view relativePath;
   std::string_view displayName;
-  TovrinWarpSharedEntryKind kind = TovrinWarpSharedEntryKind::file;
   std::int64_t size = 0;
   std::int64_t modificationTimeNanoseconds = 0;
-  std::optional<std::int64_t> statusChangeTimeNanoseconds;
-  std::optional<std::int64_t> birthTimeNanoseconds;
+  std::int64_t storedSize = 0;  ///< bytes assembled from all parts, before decoding and sparse expansion
+  ArenaList<TovrinWarpSharedPayloadPart> payloadParts;
+  ArenaList<TovrinWarpSharedSparseExtent> sparseExtents;
+  ArenaOptional<std::string_view> symlinkTarget;
+  ArenaOptional<std::string_view> payloadKey;
+  ArenaOptional<std::string_view> uploadStrategy;
+  ArenaOptional<std::int64_t> multipartPartCount;
+  ArenaOptional<std::int64_t> multipartPartSizeBytes;
+  ArenaOptional<TovrinWarpSharedHardLinkIdentity> hardLinkIdentity;
+  ArenaOptional<std::string_view> hardLinkPrimaryPath;
   std::uint32_t ownerUserID = 0;
   std::uint32_t ownerGroupID = 0;
-  std::uint16_t posixPermissions = 0;
   std::uint32_t bsdFlags = 0;
-  std::optional<std::string_view> symlinkTarget;
-  std::optional<std::string_view> payloadKey;
-  ArenaList<TovrinWarpSharedPayloadPart> payloadParts;
-  std::optional<std::string_view> uploadStrategy;
-  std::optional<std::int64_t> multipartPartCount;
-  std::optional<std::int64_t> multipartPartSizeBytes;
-  std::optional<std::string_view> contentChecksumSHA256;  ///< of the logical content, 64 hexadecimal digits
+  std::uint16_t posixPermissions = 0;
+  TovrinWarpSharedEntryKind kind = TovrinWarpSharedEntryKind::file;
   TovrinWarpSharedPayloadEncoding payloadEncoding = TovrinWarpSharedPayloadEncoding::raw;
-  std::int64_t storedSize = 0;  ///< bytes assembled from all parts, before decoding and sparse expansion
-  ArenaList<TovrinWarpSharedSparseExtent> sparseExtents;
-  std::optional<TovrinWarpSharedHardLinkIdentity> hardLinkIdentity;
-  std::optional<std::string_view> hardLinkPrimaryPath;
+  PackedOptional<std::int64_t> statusChangeTimeNanoseconds;
+  PackedOptional<std::int64_t> birthTimeNanoseconds;
+  PackedOptional<std::string_view> contentChecksumSHA256;  ///< of the logical content, 64 hexadecimal digits
 
   friend bool operator==(const TovrinWarpSharedEntry&, const TovrinWarpSharedEntry&) = default;
 };
@@ -97,7 +100,7 @@ struct TovrinWarpSharedManifest {
   std::optional<Date> uploadedAt;
   std::optional<Date> replacedAt;
   TovrinWarpSharedStatus status = TovrinWarpSharedStatus::uploading;
-  std::optional<std::string_view> failureDescription;
+  PackedOptional<std::string_view> failureDescription;
   ArenaList<std::string_view> verificationSampleRelativePaths;
   std::vector<TovrinWarpSharedEntry> entries;
 
@@ -120,7 +123,7 @@ std::size_t hashValue(const TovrinWarpSharedManifest& manifest);
 
 /// Decodes and validates; a manifest that breaks any rule is not decoded at all. The error names the first failing key
 /// in the order of the records' fields.
-Result<TovrinWarpSharedManifest> decodeManifest(std::string_view bytes);
+Result<TovrinWarpSharedManifest> decodeManifest(const JSONText& text);
 
 /// Every field in order with its default filled in; absent optional fields are left out.
 std::string encodeManifest(const TovrinWarpSharedManifest& manifest);

@@ -1,6 +1,7 @@
 #include "shared/manifest_rules.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <unordered_set>
@@ -8,6 +9,7 @@
 #include "foundation/encoding.h"
 #include "foundation/path.h"
 #include "platform/text.h"
+#include "shared/path_table.h"
 
 namespace tovrin {
 namespace {
@@ -16,38 +18,48 @@ bool fits(std::int64_t offset, std::int64_t length) {
   return offset >= 0 && length >= 0 && length <= std::numeric_limits<std::int64_t>::max() - offset;
 }
 
-/// Paths by canonical equivalence. Most are ASCII, which is its own canonical form and is not copied.
+/// The paths of a list, by canonical equivalence. Most are ASCII, which is its own canonical form and is not copied.
+template <class List, class PathOf>
 class PathSet {
  public:
-  explicit PathSet(std::size_t count) { plain_.reserve(count); }
+  PathSet(const List& list, PathOf pathOf) : list_(list), pathOf_(pathOf) { plain_.reserve(list.size()); }
 
-  /// False when an equivalent path is there already.
-  bool insert(std::string_view path) {
-    return isASCII(path) ? plain_.insert(path).second : canonical_.insert(canonicalForm(path)).second;
+  /// False when the path of an equivalent element was added before.
+  bool add(std::uint32_t element) {
+    const std::string_view path = pathOf_(list_[element]);
+    if (!isASCII(path)) return canonical_.insert(canonicalForm(path)).second;
+    return plain_.findOrAdd(path, element, pathAt()) == element;
   }
   bool contains(std::string_view path) const {
-    return isASCII(path) ? plain_.contains(path) : canonical_.contains(canonicalForm(path));
+    if (!isASCII(path)) return canonical_.contains(canonicalForm(path));
+    return plain_.find(path, pathAt()) != PathTable::kAbsent;
   }
 
  private:
-  std::unordered_set<std::string_view> plain_;
+  auto pathAt() const {
+    return [this](std::uint32_t element) { return pathOf_(list_[element]); };
+  }
+
+  const List& list_;
+  PathOf pathOf_;
+  PathTable plain_;
   std::unordered_set<std::string> canonical_;
 };
+
+std::string_view pathOfEntry(const TovrinWarpSharedEntry& entry) { return entry.relativePath; }
 
 bool areFinite(const TovrinWarpSharedManifest& manifest) {
   return manifest.createdAt.isFinite() && (!manifest.uploadedAt || manifest.uploadedAt->isFinite()) &&
          (!manifest.replacedAt || manifest.replacedAt->isFinite());
 }
 
-bool areDistinctInside(const auto& elements, std::string_view folder, const auto& pathOf) {
-  PathSet seen(elements.size());
-  return std::ranges::all_of(elements, [&](const auto& element) {
-    const std::string_view path = pathOf(element);
-    return seen.insert(path) && liesInside(path, folder);
-  });
+bool areDistinctInside(const auto& list, std::string_view folder, const auto& pathOf) {
+  PathSet seen(list, pathOf);
+  for (std::uint32_t element = 0; element < list.size(); ++element) {
+    if (!seen.add(element) || !liesInside(pathOf(list[element]), folder)) return false;
+  }
+  return true;
 }
-
-constexpr bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 /// White space and newlines as the platform trims them: Zs, U+0009 to U+000D, U+0085, U+2028, U+2029.
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
@@ -89,7 +101,24 @@ bool isAbsolute(std::string_view path) { return withoutLeadingWhiteSpace(path).s
 
 bool isSupportedVersion(std::int64_t version) { return version >= 1 && version <= 4; }
 
-bool isSHA256Hex(std::string_view text) { return text.size() == 64 && std::ranges::all_of(text, isHexDigit); }
+bool isSHA256Hex(std::string_view text) {
+  if (text.size() != 64) return false;
+  // Eight characters at a time; each byte's highest bit tells about its character.
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const auto isAtLeast = [](std::uint64_t characters, std::uint64_t limit) {
+    return characters + (0x80 - limit) * kOnes;
+  };
+  std::uint64_t isHex = ~std::uint64_t{0};
+  for (std::size_t at = 0; at < text.size(); at += sizeof(std::uint64_t)) {
+    std::uint64_t characters = 0;
+    std::memcpy(&characters, text.data() + at, sizeof characters);
+    const std::uint64_t lowerCase = characters | 0x20 * kOnes;
+    const std::uint64_t isDigit = isAtLeast(characters, '0') & ~isAtLeast(characters, '9' + 1);
+    const std::uint64_t isLetter = isAtLeast(lowerCase, 'a') & ~isAtLeast(lowerCase, 'f' + 1);
+    isHex &= (isDigit | isLetter) & ~characters;
+  }
+  return (isHex & 0x80 * kOnes) == 0x80 * kOnes;
+}
 
 bool isSafePart(const TovrinWarpSharedPayloadPart& part) {
   return fits(part.offset, part.size) && isSafeRelativeObjectKey(part.key);
@@ -110,8 +139,7 @@ bool hasSafeIdentity(const TovrinWarpSharedManifest& manifest) {
 
 bool hasConsistentDatesAndPaths(const TovrinWarpSharedManifest& manifest) {
   const std::string_view folder = manifest.originalFolderPath;
-  return areFinite(manifest) &&
-         areDistinctInside(manifest.entries, folder, [](const auto& entry) { return entry.relativePath; }) &&
+  return areFinite(manifest) && areDistinctInside(manifest.entries, folder, pathOfEntry) &&
          std::ranges::all_of(manifest.verificationSampleRelativePaths, isCanonicalAbsolutePath) &&
          areDistinctInside(manifest.verificationSampleRelativePaths, folder,
                            [](std::string_view path) { return path; });
@@ -120,8 +148,8 @@ bool hasConsistentDatesAndPaths(const TovrinWarpSharedManifest& manifest) {
 bool hasInnerHardLinks(const TovrinWarpSharedManifest& manifest) {
   const auto isLink = [](const TovrinWarpSharedEntry& entry) { return entry.hardLinkPrimaryPath.has_value(); };
   if (std::ranges::none_of(manifest.entries, isLink)) return true;
-  PathSet paths(manifest.entries.size());
-  for (const auto& entry : manifest.entries) paths.insert(entry.relativePath);
+  PathSet paths(manifest.entries, pathOfEntry);
+  for (std::uint32_t entry = 0; entry < manifest.entries.size(); ++entry) paths.add(entry);
   return std::ranges::all_of(manifest.entries, [&](const TovrinWarpSharedEntry& entry) {
     return !isLink(entry) || (!canonicallyEqual(*entry.hardLinkPrimaryPath, entry.relativePath) &&
                               paths.contains(*entry.hardLinkPrimaryPath));

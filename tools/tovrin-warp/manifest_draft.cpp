@@ -44,8 +44,8 @@ TovrinWarpSharedEntry ManifestDraft::entryFor(const ScannedObject& object) {
   entry.ownerUserID = object.ownerUserID;
   entry.ownerGroupID = object.ownerGroupID;
   entry.posixPermissions = object.posixPermissions;
-  if (object.kind == TovrinWarpSharedEntryKind::symlink) entry.symlinkTarget = texts_->add(object.symlinkTarget);
-  if (object.hasOtherLinks) entry.hardLinkIdentity = object.identity;
+  if (object.kind == TovrinWarpSharedEntryKind::symlink) entry.symlinkTarget = texts_->keep(object.symlinkTarget);
+  if (object.hasOtherLinks) entry.hardLinkIdentity = texts_->keep(object.identity);
   return entry;
 }
 
@@ -53,16 +53,16 @@ void ManifestDraft::add(const ScannedObject& object, const Payload& payload) {
   TovrinWarpSharedEntry entry = entryFor(object);
   entry.storedSize = payload.storedSize;
   entry.payloadEncoding = payload.encoding;
-  if (payload.payloadKey) entry.payloadKey = texts_->add(*payload.payloadKey);
+  if (payload.payloadKey) entry.payloadKey = texts_->keep(*payload.payloadKey);
   std::vector<TovrinWarpSharedPayloadPart> parts;
   for (const PayloadPart& part : payload.parts) {
     parts.push_back({texts_->add(part.key), part.offset, part.size, options_.payload.partNamespace});
   }
   entry.payloadParts = texts_->add(parts);
-  if (payload.uploadStrategy) entry.uploadStrategy = texts_->add(*payload.uploadStrategy);
+  if (payload.uploadStrategy) entry.uploadStrategy = texts_->keep(*payload.uploadStrategy);
   if (payload.multipartPartSizeBytes) {
-    entry.multipartPartCount = static_cast<std::int64_t>(parts.size());
-    entry.multipartPartSizeBytes = payload.multipartPartSizeBytes;
+    entry.multipartPartCount = texts_->keep(static_cast<std::int64_t>(parts.size()));
+    entry.multipartPartSizeBytes = texts_->keep(*payload.multipartPartSizeBytes);
   }
   if (payload.checksum) entry.contentChecksumSHA256 = texts_->add(*payload.checksum);
   entry.sparseExtents = texts_->add(payload.extents);
@@ -80,7 +80,7 @@ void ManifestDraft::addFurtherLink(const ScannedObject& object) {
   const TovrinWarpSharedEntry own = entryFor(object);
   entry.relativePath = own.relativePath;
   entry.displayName = own.displayName;
-  entry.hardLinkPrimaryPath = primary.relativePath;
+  entry.hardLinkPrimaryPath = texts_->keep(primary.relativePath);
   if (options_.hardLinks == HardLinkChoice::primaryOnly) {
     entry.payloadKey.reset();
     entry.payloadParts = {};

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 
 /// How a record stands in JSON: its fields, listed once, in the order in which they are decoded and written, with the
 /// rules between them. Decoding runs through the list and stops at the first field or rule that fails.
@@ -32,12 +33,14 @@ constexpr std::string_view jsonCase(Enumeration value) {
 
 template <class Record, class Member>
 struct CodedField {
+  using MemberType = Member;
   std::string_view key;
   Member Record::* member;
 };
 
 template <class Record, class Member, class Default>
 struct CodedFieldWithDefault {
+  using MemberType = Member;
   std::string_view key;
   Member Record::* member;
   Default defaultValue;
@@ -74,18 +77,27 @@ inline constexpr bool isCodingRule = false;
 template <class Predicate>
 inline constexpr bool isCodingRule<CodingRule<Predicate>> = true;
 
-/// Calls `visit(item)` for every field of the record's list, rules left out.
+/// The record's list without its rules.
+template <class Record>
+inline constexpr auto fieldsOf = std::apply(
+    [](const auto&... items) {
+      return std::tuple_cat([&] {
+        if constexpr (isCodingRule<std::remove_cvref_t<decltype(items)>>) {
+          return std::tuple();
+        } else {
+          return std::tuple(items);
+        }
+      }()...);
+    },
+    RecordCoding<Record>::fields);
+
+/// Calls `visit(item)` for every field of the record's list.
 template <class Record, class Visit>
 constexpr void forEachField(Visit&& visit) {
-  std::apply(
-      [&](const auto&... items) {
-        (
-            [&] {
-              if constexpr (!isCodingRule<std::remove_cvref_t<decltype(items)>>) visit(items);
-            }(),
-            ...);
-      },
-      RecordCoding<Record>::fields);
+  std::apply([&](const auto&... items) { (visit(items), ...); }, fieldsOf<Record>);
 }
+
+template <class T>
+concept CodedRecord = requires { RecordCoding<T>::fields; };
 
 }  // namespace tovrin

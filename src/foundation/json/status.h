@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <forward_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,35 +16,37 @@ struct Problem {
   bool malformed = false;  ///< no JSON at all: reported without a path
   DecodingFailure failure;
 };
-/// Null while all is well: one pointer test on the way where nothing fails.
-using Status = std::unique_ptr<Problem>;
+/// Null while all is well: one pointer test on the way where nothing fails. Lives as long as the `Problems` it is from.
+using Status = Problem*;
 
-inline Status malformed() {
-  auto problem = std::make_unique<Problem>();
-  problem->malformed = true;
-  problem->failure.debugDescription = "The given data was not valid JSON.";
-  return problem;
-}
+/// What went wrong in one document.
+class Problems {
+ public:
+  Status malformed() {
+    Status problem = failed(DecodingFailure::Kind::dataCorrupted, "The given data was not valid JSON.");
+    problem->malformed = true;
+    return problem;
+  }
 
-inline Status failed(DecodingFailure::Kind kind, std::string description) {
-  auto problem = std::make_unique<Problem>();
-  problem->failure.kind = kind;
-  problem->failure.debugDescription = std::move(description);
-  return problem;
-}
+  Status failed(DecodingFailure::Kind kind, std::string description) {
+    Problem& problem = problems_.emplace_front();
+    problem.failure.kind = kind;
+    problem.failure.debugDescription = std::move(description);
+    return &problem;
+  }
+
+  Status mismatch(std::string_view expected, ValueKind found) {
+    return failed(DecodingFailure::Kind::typeMismatch, "Expected to decode " + std::string(expected) + " but found " +
+                                                           std::string(describe(found)) + " instead.");
+  }
+
+ private:
+  std::forward_list<Problem> problems_;
+};
 
 inline Status under(std::string_view key, Status status) {
   if (status && !status->malformed) status->failure.codingPath.emplace_back(key);
   return status;
-}
-
-inline Status corrupted(std::string_view key, std::string_view message) {
-  return under(key, failed(DecodingFailure::Kind::dataCorrupted, std::string(message)));
-}
-
-inline Status mismatch(std::string_view expected, ValueKind found) {
-  return failed(DecodingFailure::Kind::typeMismatch, "Expected to decode " + std::string(expected) + " but found " +
-                                                         std::string(describe(found)) + " instead.");
 }
 
 }  // namespace tovrin::json
