@@ -39,7 +39,7 @@ void addRunningMount(const host::MountStatus& mount, Findings& findings) {
 /// Desktops go by the type: on a local disk they index every file and make thumbnails of all that is in view.
 std::string desktopsView(const std::string& type) {
   return type == "fuse.tovrin"
-             ? "Desktop programs take its type, fuse.tovrin, for a local disk; docs/crawlers.md says what follows."
+             ? "Desktop programs take its type, fuse.tovrin, for a local disk: see CRAWLERS in “man tovrin”."
              : fmt::format("Shown to desktop programs as of type {}.", type);
 }
 
