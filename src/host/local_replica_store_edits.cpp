@@ -164,27 +164,27 @@ Result<void> LocalReplicaStore::turnEditIntoCopy(std::string_view identifier) {
 
 void LocalReplicaStore::forgetEdit(std::string_view identifier) {
   const std::scoped_lock guard(changeLock_);
-  std::vector<EditRecord> forgotten;
+  EditRecord edit;
   {
     const std::scoped_lock contentsGuard(contentsLock_);
     const StoredItem* item = contents_.find(identifier);
-    if (item != nullptr && item->edit) {
-      forgotten.push_back(contents_.takeEdit(identifier));
-    } else {
-      forgotten = contents_.takeInterrupted(identifier);
-    }
+    if (item == nullptr || !item->edit) return;
+    edit = contents_.takeEdit(identifier);
   }
-  for (const EditRecord& edit : forgotten) {
-    ::unlink(places_.file(edit).c_str());
-    std::ignore = index_.removeEdit(edit.row);
-  }
+  ::unlink(places_.file(edit).c_str());
+  std::ignore = index_.removeEdit(edit.row);
 }
 
 std::vector<Edit> LocalReplicaStore::edits() const {
-  const std::scoped_lock guard(contentsLock_);
+  std::vector<EditRecord> records;
+  {
+    const std::scoped_lock guard(contentsLock_);
+    records = contents_.edits();
+  }
   std::vector<Edit> edits;
-  for (EditRecord& edit : contents_.edits()) {
+  for (EditRecord& edit : records) {
     const std::filesystem::path file = places_.file(edit);
+    if (edit.state == EditState::interrupted && !fileExists(file)) continue;
     edits.push_back({.identifier = std::move(edit.identifier),
                      .baseVersion = std::move(edit.baseVersion),
                      .state = edit.state,

@@ -118,10 +118,9 @@ class ReplicaStore {
   /// The edit turned out to be the stored contents: it becomes the copy of its base version. Nobody may write to it any
   /// more; whoever has it open keeps the copy from being evicted.
   virtual Result<void> turnEditIntoCopy(std::string_view identifier) = 0;
-  /// The main application has the edit, or the user gave it up: its file goes. For an item that has only interrupted
-  /// ones, these.
+  /// The main application has the edit, or the user gave it up: its file goes. Interrupted ones stay.
   virtual void forgetEdit(std::string_view identifier) = 0;
-  /// With the interrupted ones, until they are forgotten or their files are found removed at an opening.
+  /// With the interrupted ones, until the user has removed their files.
   virtual std::vector<Edit> edits() const = 0;
 
   virtual StoreUsage usage() const = 0;

@@ -94,14 +94,6 @@ EditRecord StoreContents::takeEdit(std::string_view identifier) {
   return record;
 }
 
-std::vector<EditRecord> StoreContents::takeInterrupted(std::string_view identifier) {
-  const auto taken = std::ranges::stable_partition(
-      interrupted_, [identifier](const EditRecord& edit) { return edit.identifier != identifier; });
-  std::vector<EditRecord> records(std::make_move_iterator(taken.begin()), std::make_move_iterator(taken.end()));
-  interrupted_.erase(taken.begin(), taken.end());
-  return records;
-}
-
 std::vector<NSFileProviderItemIdentifier> StoreContents::identifiers() const {
   std::vector<NSFileProviderItemIdentifier> identifiers;
   identifiers.reserve(items_.size());

@@ -69,8 +69,6 @@ class StoreContents {
   void addEdit(EditRecord record, const std::shared_ptr<OpenFile>& file = nullptr);
   /// The item must have one.
   EditRecord takeEdit(std::string_view identifier);
-  /// All interrupted edits of the identifier.
-  std::vector<EditRecord> takeInterrupted(std::string_view identifier);
 
   std::vector<NSFileProviderItemIdentifier> identifiers() const;
   std::vector<EditRecord> edits() const;

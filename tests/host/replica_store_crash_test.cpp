@@ -150,7 +150,10 @@ class ReplicaStoreCrash : public StoreTest {
 
   /// So that the copies below are seen too.
   void giveUpEdits(StoreModel& model) {
-    for (const Edit& edit : store->edits()) store->forgetEdit(edit.identifier);
+    for (const Edit& edit : store->edits()) {
+      store->forgetEdit(edit.identifier);
+      std::filesystem::remove(edit.file);
+    }
     for (ModelItem& item : model) {
       item.edit.reset();
       item.interrupted = 0;
