@@ -1,85 +1,117 @@
-// Decoding LZFSE in pieces of 256 KiB, as a payload is decoded, against memcpy of the output in the same run.
+// Decoding LZFSE against memcpy of the output and against zstd, in turn, and with that against the reference decoder as
+// it must be expected to be on this machine. What counts are the medians.
 
 #include <benchmark/benchmark.h>
+#include <time.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/compression_stream.h"
+#include "lzfse_corpora.h"
 
 namespace tovrin {
 namespace {
 
-constexpr std::size_t kPieceBytes = 256 * 1024;
-
-/// The size of the output; 0 when the stream did not reach its end.
-std::size_t decode(std::string_view stream, std::vector<std::uint8_t>& piece) {
-  compression_stream state;
-  if (compression_stream_init(&state, COMPRESSION_STREAM_DECODE, COMPRESSION_LZFSE) != COMPRESSION_STATUS_OK) return 0;
-  std::size_t decoded = 0;
-  compression_status status = COMPRESSION_STATUS_OK;
-  for (std::size_t offset = 0; offset < stream.size() && status == COMPRESSION_STATUS_OK; offset += kPieceBytes) {
-    const std::string_view input = stream.substr(offset, kPieceBytes);
-    state.src_ptr = reinterpret_cast<const std::uint8_t*>(input.data());
-    state.src_size = input.size();
-    do {
-      state.dst_ptr = piece.data();
-      state.dst_size = piece.size();
-      status = compression_stream_process(&state, 0);
-      benchmark::DoNotOptimize(piece.data());
-      decoded += piece.size() - state.dst_size;
-    } while (status == COMPRESSION_STATUS_OK && state.src_size > 0);
-  }
-  compression_stream_destroy(&state);
-  return status == COMPRESSION_STATUS_END ? decoded : 0;
+/// Of this thread alone: all that is compared here only computes, and other programs' turns must not count.
+template <class Work>
+double processorSecondsOf(Work&& work) {
+  const auto now = [] {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+  };
+  const double begin = now();
+  work();
+  return now() - begin;
 }
 
-void decodeStream(benchmark::State& state, const std::string& stream) {
-  std::vector<std::uint8_t> piece(kPieceBytes);
-  std::size_t decoded = 0;
-  for (auto _ : state) decoded = decode(stream, piece);
-  if (decoded == 0) state.SkipWithError("the stream does not decode");
-  state.SetBytesProcessed(static_cast<std::int64_t>(decoded) * static_cast<std::int64_t>(state.iterations()));
-  state.counters["ratio"] = static_cast<double>(decoded) / static_cast<double>(stream.size());
-}
+/// A corpus in the forms that are decoded.
+class Contest {
+ public:
+  explicit Contest(Corpus corpus)
+      : corpus_(std::move(corpus)),
+        zstd1_(zstdCompressed(1)),
+        zstd3_(zstdCompressed(3)),
+        output_(corpus_.bytes.size(), '\0') {}
 
-/// The anchor: what it takes to move bytes that are in memory, 32 MiB in pieces.
-void copyPieces(benchmark::State& state) {
-  const std::vector<std::uint8_t> bytes(128 * kPieceBytes, 1);
-  std::vector<std::uint8_t> piece(kPieceBytes);
-  for (auto _ : state) {
-    for (std::size_t offset = 0; offset < bytes.size(); offset += kPieceBytes) {
-      std::memcpy(piece.data(), bytes.data() + offset, kPieceBytes);
-      benchmark::DoNotOptimize(piece.data());
-      benchmark::ClobberMemory();
+  const std::string& name() const { return corpus_.name; }
+
+  /// Runs the decoder and its anchors in turn. The `of_` counters are how many times as fast as the anchor it is;
+  /// `of_reference` is the lower one of the two estimates that the two zstd levels give.
+  void run(benchmark::State& state) {
+    double memcpySeconds = 0;
+    double zstd1Seconds = 0;
+    double zstd3Seconds = 0;
+    double seconds = 0;
+    bool intact = true;
+    for (auto _ : state) {
+      const double turn = processorSecondsOf([&] { intact &= decodesLZFSE(); });
+      state.SetIterationTime(turn);
+      seconds += turn;
+      memcpySeconds += processorSecondsOf([&] { copy(); });
+      zstd1Seconds += processorSecondsOf([&] { intact &= decodesZstd(zstd1_); });
+      zstd3Seconds += processorSecondsOf([&] { intact &= decodesZstd(zstd3_); });
+    }
+    if (!intact) state.SkipWithError("a stream does not decode to what it was made of");
+    const auto bytes = static_cast<double>(output_.size());
+    state.counters["MB_per_s"] = 1e-6 * bytes * static_cast<double>(state.iterations()) / seconds;
+    state.counters["packed"] = bytes / static_cast<double>(corpus_.lzfse.size());
+    state.counters["of_memcpy"] = memcpySeconds / seconds;
+    state.counters["of_zstd1"] = zstd1Seconds / seconds;
+    state.counters["of_zstd3"] = zstd3Seconds / seconds;
+    const ReferenceSpeeds& speeds = corpus_.speeds;
+    if (speeds.reference > 0) {
+      state.counters["of_reference"] =
+          std::min(zstd1Seconds * speeds.zstd1, zstd3Seconds * speeds.zstd3) / (seconds * speeds.reference);
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(bytes.size()) * static_cast<std::int64_t>(state.iterations()));
-}
-BENCHMARK(copyPieces);
 
-/// Every stream of 100 KB and more of the large set, or of the tests' own set where that is absent.
-const bool kRegistered = [] {
-  std::filesystem::path folder = std::filesystem::path(TOVRIN_SHARED_FIXTURES) / "lzfse";
-  if (!std::filesystem::exists(folder)) folder = std::filesystem::path(TOVRIN_TEST_DATA) / "lzfse";
-  std::vector<std::filesystem::path> files;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) {
-    if (file.path().extension() == ".lzfse" && file.file_size() >= 100'000) files.push_back(file.path());
+ private:
+  std::string zstdCompressed(int level) const {
+    const std::string& bytes = corpus_.bytes;
+    std::string compressed(ZSTD_compressBound(bytes.size()), '\0');
+    compressed.resize(ZSTD_compress(compressed.data(), compressed.size(), bytes.data(), bytes.size(), level));
+    return compressed;
   }
-  std::ranges::sort(files);
-  for (const std::filesystem::path& path : files) {
-    std::ifstream file(path, std::ios::binary);
-    std::string stream(std::istreambuf_iterator<char>(file), {});
-    benchmark::RegisterBenchmark(path.stem().c_str(),
-                                 [stream](benchmark::State& state) { decodeStream(state, stream); });
+
+  bool decodesLZFSE() const { return decodeLZFSEInPieces(corpus_.lzfse, nullptr) == output_.size(); }
+  bool decodesZstd(const std::string& compressed) {
+    return ZSTD_decompressDCtx(zstd_.get(), output_.data(), output_.size(), compressed.data(), compressed.size()) ==
+           output_.size();
   }
-  return true;
-}();
+  void copy() {
+    std::memcpy(output_.data(), corpus_.bytes.data(), output_.size());
+    benchmark::DoNotOptimize(output_.data());
+    benchmark::ClobberMemory();
+  }
+
+  Corpus corpus_;
+  std::string zstd1_;
+  std::string zstd3_;
+  std::string output_;
+  std::unique_ptr<ZSTD_DCtx, decltype(&ZSTD_freeDCtx)> zstd_{ZSTD_createDCtx(), &ZSTD_freeDCtx};
+};
 
 }  // namespace
 }  // namespace tovrin
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  std::vector<std::unique_ptr<tovrin::Contest>> contests;
+  std::vector<tovrin::Corpus> corpora = tovrin::lzfseCorpora(std::string(TOVRIN_SHARED_FIXTURES) + "/lzfse");
+  for (tovrin::Corpus& corpus : corpora) {
+    contests.push_back(std::make_unique<tovrin::Contest>(std::move(corpus)));
+    tovrin::Contest& contest = *contests.back();
+    benchmark::RegisterBenchmark(contest.name().c_str(), [&contest](benchmark::State& state) { contest.run(state); })
+        ->UseManualTime()
+        ->MinTime(0.1)
+        ->Repetitions(11)
+        ->ReportAggregatesOnly();
+  }
+  benchmark::RunSpecifiedBenchmarks();
+}
