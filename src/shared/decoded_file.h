@@ -26,10 +26,7 @@ class DecodedFile {
   template <class Decode>
   Result<Shared> load(const std::filesystem::path& path, const Clock& clock, Decode&& decode) {
     const std::lock_guard hold(lock_);
-    if (kept_ && path == path_) {
-      const auto attributes = fileAttributes(path);
-      if (attributes && attributes->identity == identity_) return *kept_;
-    }
+    if (isUnchanged(path)) return *kept_;
     kept_.reset();
     const Date readAt = clock.now();
     TOVRIN_TRY(const FileContents contents, readWholeFile(path));
@@ -40,6 +37,12 @@ class DecodedFile {
     return shared;
   }
 
+  /// What `load` would return without decoding; nothing when it would decode.
+  std::optional<Result<Shared>> unchanged(const std::filesystem::path& path) {
+    const std::lock_guard hold(lock_);
+    return isUnchanged(path) ? kept_ : std::nullopt;
+  }
+
   /// Takes a value that the caller has just written to the file.
   void remember(const std::filesystem::path& path, const FileIdentity& identity, const Clock& clock, Value value) {
     const std::lock_guard hold(lock_);
@@ -48,6 +51,12 @@ class DecodedFile {
   }
 
  private:
+  bool isUnchanged(const std::filesystem::path& path) const {
+    if (!kept_ || path != path_) return false;
+    const auto attributes = fileAttributes(path);
+    return attributes && attributes->identity == identity_;
+  }
+
   void keep(const std::filesystem::path& path, const FileIdentity& identity, Date at, Result<Shared> value) {
     if (mayStillChangeUnseen(identity, at)) return;
     path_ = path;

@@ -4,6 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "foundation/caught.h"
+#include "foundation/parallel.h"
 #include "foundation/path.h"
 #include "platform/file_system.h"
 #include "platform/text.h"
@@ -22,28 +24,29 @@ Result<std::vector<std::string>> manifestFileNames(const std::filesystem::path& 
 }
 
 /// What every manifest that is loaded for one Warp is checked for once more, decoded or not.
-bool isManifestOf(const IndexedManifest& indexed, std::string_view warpID) {
-  const TovrinWarpSharedManifest& manifest = indexed.manifest();
+bool isManifestOf(const TovrinWarpSharedManifest& manifest, std::string_view warpID) {
   return isSupportedVersion(manifest.version) && canonicallyEqual(manifest.warpID, warpID) &&
-         !manifest.deviceID.empty() && isSafeRelativeObjectKey(manifest.manifestKey) && indexed.hasOnlyAbsolutePaths();
+         !manifest.deviceID.empty() && isSafeRelativeObjectKey(manifest.manifestKey);
+}
+
+Result<SharedManifest> decode(const std::string& bytes) {
+  TOVRIN_TRY(TovrinWarpSharedManifest decoded, decodeManifest(bytes));
+  if (!hasOnlyAbsolutePaths(decoded)) return failure(corruptFile());
+  return std::make_shared<const IndexedManifest>(std::move(decoded));
+}
+
+Result<SharedManifest> valueOf(const Result<std::shared_ptr<const SharedManifest>>& manifest) {
+  if (!manifest) return failure(manifest.error());
+  return **manifest;
 }
 
 }  // namespace
 
-Result<SharedManifest> ManifestStore::decodedAt(const std::filesystem::path& path, const std::string& fileName) {
-  std::shared_ptr<File> file;
-  {
-    const std::lock_guard hold(lock_);
-    auto& kept = files_[fileName];
-    if (!kept) kept = std::make_shared<File>();
-    file = kept;
-  }
-  TOVRIN_TRY(const std::shared_ptr<const SharedManifest> manifest,
-             file->load(path, platform_.clock, [](const std::string& bytes) -> Result<SharedManifest> {
-               TOVRIN_TRY(TovrinWarpSharedManifest decoded, decodeManifest(bytes));
-               return std::make_shared<const IndexedManifest>(std::move(decoded));
-             }));
-  return *manifest;
+std::shared_ptr<ManifestStore::File> ManifestStore::fileNamed(const std::string& fileName) {
+  const std::lock_guard hold(lock_);
+  auto& file = files_[fileName];
+  if (!file) file = std::make_shared<File>();
+  return file;
 }
 
 void ManifestStore::forgetAllBut(const std::vector<std::string>& fileNames) {
@@ -55,16 +58,33 @@ void ManifestStore::forgetAllBut(const std::vector<std::string>& fileNames) {
 std::vector<ManifestStore::MirroredFile> ManifestStore::readMirror() {
   const auto directory = locateWarpDirectory(platform_.directories);
   if (!directory) return {};
-  const auto names = manifestFileNames(directory->manifestMirror());
+  const std::filesystem::path mirror = directory->manifestMirror();
+  const auto names = manifestFileNames(mirror);
   if (!names) return {};
   forgetAllBut(*names);
+
+  struct Changed {
+    std::size_t position;
+    std::filesystem::path path;
+    std::shared_ptr<File> file;
+  };
   std::vector<MirroredFile> files;
+  std::vector<Changed> changed;
   files.reserve(names->size());
   for (const std::string& name : *names) {
-    auto manifest = decodedAt(directory->manifestMirror() / name, name);
-    if (manifest && !(*manifest)->hasOnlyAbsolutePaths()) manifest = failure(corruptFile());
-    files.push_back({name, std::move(manifest)});
+    const std::shared_ptr<File> file = fileNamed(name);
+    std::filesystem::path path = mirror / name;
+    if (const auto unchanged = file->unchanged(path)) {
+      files.push_back({name, valueOf(*unchanged)});
+    } else {
+      changed.push_back({files.size(), std::move(path), file});
+      files.push_back({name, nullptr});
+    }
   }
+  inParallel(changed.size(), [&](std::size_t index) {
+    const Changed& one = changed[index];
+    files[one.position].manifest = caught([&] { return valueOf(one.file->load(one.path, platform_.clock, decode)); });
+  });
   return files;
 }
 
@@ -92,8 +112,8 @@ Result<SharedManifest> ManifestStore::load(std::string_view warpID) {
   const std::string fileName = std::string(warpID) + ".json";
   const std::filesystem::path path = directory.manifestMirror() / fileName;
   if (!fileExists(path)) return nullptr;
-  TOVRIN_TRY(SharedManifest manifest, decodedAt(path, fileName));
-  if (!isManifestOf(*manifest, warpID)) return failure(corruptFile());
+  TOVRIN_TRY(const SharedManifest manifest, valueOf(fileNamed(fileName)->load(path, platform_.clock, decode)));
+  if (!isManifestOf(manifest->manifest(), warpID)) return failure(corruptFile());
   return manifest;
 }
 

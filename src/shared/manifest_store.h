@@ -17,7 +17,7 @@ namespace tovrin {
 using SharedManifest = std::shared_ptr<const IndexedManifest>;
 
 /// The manifests in the mirror directory. Looks at the directory on every call and decodes what changed since the last
-/// one. Writes nothing. Thread-safe.
+/// one, several files at once. Writes nothing. Thread-safe.
 class ManifestStore {
  public:
   explicit ManifestStore(const Platform& platform) : platform_(platform) {}
@@ -45,10 +45,11 @@ class ManifestStore {
     Result<SharedManifest> manifest;
   };
 
-  /// Every file of the mirror, in directory order.
+  /// Every file of the mirror, in directory order. What needs no decoding costs one look at the file's attributes.
   std::vector<MirroredFile> readMirror();
 
-  Result<SharedManifest> decodedAt(const std::filesystem::path& path, const std::string& fileName);
+  /// What is kept of a file of the mirror; made empty when it is new.
+  std::shared_ptr<File> fileNamed(const std::string& fileName);
   void forgetAllBut(const std::vector<std::string>& fileNames);
 
   Platform platform_;

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -160,6 +162,26 @@ TEST_F(ManifestStoreTest, decodesAgainAFileThatWasReplaced) {
   fs::last_write_time(file, hourAgo);
   const auto second = store.loadAll();
   EXPECT_GT(second[0]->manifest().createdAt, first[0]->manifest().createdAt);
+}
+
+TEST_F(ManifestStoreTest, decodesOnlyTheOneOfManyThatChanged) {
+  constexpr int kCount = 40;
+  const auto hourAgo = fs::file_time_type::clock::now() - std::chrono::hours(1);
+  const auto nameOf = [](int warp) { return "w" + std::to_string(warp); };
+  for (int warp = 0; warp < kCount; ++warp) fs::last_write_time(install(nameOf(warp)), hourAgo);
+  writeFile(mirror() / "corrupt.json", "{");
+  platform.clock.setNow(systemClock().now());
+  const auto first = store.loadAll();
+  ASSERT_EQ(first.size(), static_cast<std::size_t>(kCount));
+
+  fs::last_write_time(install(nameOf(7)), hourAgo);
+  int decoded = 0;
+  for (const SharedManifest& manifest : store.loadAll()) {
+    const bool isNew = std::ranges::find(first, manifest) == first.end();
+    EXPECT_EQ(isNew, manifest->manifest().warpID == nameOf(7));
+    decoded += isNew ? 1 : 0;
+  }
+  EXPECT_EQ(decoded, 1);
 }
 
 TEST_F(ManifestStoreTest, forgetsAWarpWhoseFileIsGone) {
