@@ -117,7 +117,10 @@ void ContainerWatch::run() {
       poll(sources.data(), 1, static_cast<int>(kSettle.count()));
       pending = readEvents();
     }
+    const bool wasCovered = isCovered;
     isCovered = cover();
+    // What came together with the folder was told by nobody.
+    if (isCovered && !wasCovered) pending = {true, true, false};
     if (pending.items || pending.journal) {
       seen = secondLook ? seen | pending : pending;
       secondLook = Clock::now() + kSecondLook;
