@@ -9,6 +9,13 @@ namespace tovrin::host::fuse {
 
 namespace {
 
+/// Programs ask for the system's attributes with every file, access lists above all; only these can be ours.
+bool isOfUsers(std::string_view name) { return name.starts_with("user."); }
+
+/// Access lists and the like are what this file system does not have: programs that copy permissions set plain ones
+/// then.
+int refusal(std::string_view name) { return isOfUsers(name) ? EROFS : EOPNOTSUPP; }
+
 /// The kernel asks twice: how long, and then for the bytes.
 void replyValue(fuse_req_t request, std::string_view value, std::size_t size) {
   if (size == 0) {
@@ -23,8 +30,7 @@ void replyValue(fuse_req_t request, std::string_view value, std::size_t size) {
 }  // namespace
 
 void getExtendedAttribute(fuse_req_t request, fuse_ino_t node, const char* name, std::size_t size) {
-  // Programs ask for attributes of the system's with every file; only these are ours.
-  if (!std::string_view(name).starts_with("user.")) {
+  if (!isOfUsers(name)) {
     fuse_reply_err(request, ENODATA);
     return;
   }
@@ -39,5 +45,13 @@ void getExtendedAttribute(fuse_req_t request, fuse_ino_t node, const char* name,
 }
 
 void listExtendedAttributes(fuse_req_t request, fuse_ino_t, std::size_t size) { replyValue(request, {}, size); }
+
+void setExtendedAttribute(fuse_req_t request, fuse_ino_t, const char* name, const char*, std::size_t, int) {
+  fuse_reply_err(request, refusal(name));
+}
+
+void removeExtendedAttribute(fuse_req_t request, fuse_ino_t, const char* name) {
+  fuse_reply_err(request, refusal(name));
+}
 
 }  // namespace tovrin::host::fuse

@@ -48,8 +48,8 @@ fuse_lowlevel_ops operations() {
   operations.fsync = synchronizeFile;
   operations.getxattr = getExtendedAttribute;
   operations.listxattr = listExtendedAttributes;
-  operations.setxattr = refuse<const char*, const char*, std::size_t, int>;
-  operations.removexattr = refuse<const char*>;
+  operations.setxattr = setExtendedAttribute;
+  operations.removexattr = removeExtendedAttribute;
   operations.create = refuse<const char*, mode_t, fuse_file_info*>;
   operations.mknod = refuse<const char*, mode_t, dev_t>;
   operations.mkdir = refuse<const char*, mode_t>;

@@ -39,6 +39,9 @@ void setAttributes(fuse_req_t request, fuse_ino_t node, struct stat* attributes,
 // extended_attributes.cpp
 void getExtendedAttribute(fuse_req_t request, fuse_ino_t node, const char* name, std::size_t size);
 void listExtendedAttributes(fuse_req_t request, fuse_ino_t node, std::size_t size);
+void setExtendedAttribute(fuse_req_t request, fuse_ino_t node, const char* name, const char* value, std::size_t size,
+                          int flags);
+void removeExtendedAttribute(fuse_req_t request, fuse_ino_t node, const char* name);
 
 /// All of them, and refusals of what would change the tree.
 fuse_lowlevel_ops operations();
