@@ -26,7 +26,8 @@ int cocoaNumber(std::int64_t code, Operation operation) {
     case CocoaErrorCode::fileNoSuchFile:
       return operation == Operation::open ? ESTALE : EBUSY;
     case CocoaErrorCode::fileReadNoSuchFile:
-      return ENOENT;
+      // At opening it is where the worker is that nobody has said: the file itself must not be taken for deleted.
+      return operation == Operation::open ? EHOSTUNREACH : ENOENT;
     case CocoaErrorCode::fileReadNoPermission:
     case CocoaErrorCode::fileWriteNoPermission:
       return EACCES;

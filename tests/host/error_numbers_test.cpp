@@ -40,7 +40,8 @@ TEST(ErrorNumbers, ofABusyLockSayBusyAndNothingAboutStreams) {
 }
 
 TEST(ErrorNumbers, ofFilesSayWhatIsWrongWithThem) {
-  EXPECT_EQ(cocoa(CocoaErrorCode::fileReadNoSuchFile), ENOENT);
+  EXPECT_EQ(cocoa(CocoaErrorCode::fileReadNoSuchFile), EHOSTUNREACH);
+  EXPECT_EQ(atClose(NSError::cocoa(CocoaErrorCode::fileReadNoSuchFile)), ENOENT);
   EXPECT_EQ(cocoa(CocoaErrorCode::fileReadNoPermission), EACCES);
   EXPECT_EQ(cocoa(CocoaErrorCode::fileWriteNoPermission), EACCES);
   EXPECT_EQ(cocoa(CocoaErrorCode::fileReadInvalidFileName), ENAMETOOLONG);
