@@ -12,7 +12,8 @@ namespace tovrin::host {
 namespace {
 
 /// After the worker could not be reached, an opening for which nothing else waits fails at once for this long: a file
-/// manager that tries one file after the other is not held up for each.
+/// manager that tries one file after the other is not held up for each. A failure that came sooner held nobody up, and
+/// may be of one object alone.
 constexpr double kUnreachableSeconds = 5;
 
 bool isUnreachable(const NSError& error) { return error == notReachableError(); }
@@ -24,6 +25,7 @@ struct Fetches::Job {
   std::unique_ptr<Reservation> reservation;
   std::map<std::uint64_t, Waiter> waiters;
   std::shared_ptr<NSProgress> progress;
+  double startedAt = 0;  ///< by the system's uptime
   bool isStarted = false;
   bool isCancelled = false;
 };
@@ -113,6 +115,7 @@ void Fetches::leave(const Ticket& ticket, const NSError& why) {
 }
 
 void Fetches::start(const SharedJob& job) {
+  job->startedAt = domain_.platform().clock.systemUptime();
   Result<std::unique_ptr<Reservation>> room = store_.reserve(job->item->documentSize().value_or(0));
   if (!room) return finish(job, failure(room.error()));
   job->reservation = std::move(*room);
@@ -147,7 +150,8 @@ void Fetches::finish(const SharedJob& job, const Result<FetchedCopy>& result) {
     waiters.swap(job->waiters);
     const auto known = jobs_.find(job->item->itemIdentifier());
     if (known != jobs_.end() && known->second == job) jobs_.erase(known);
-    if (!result && isUnreachable(result.error())) unreachableAt_ = domain_.platform().clock.systemUptime();
+    const double now = domain_.platform().clock.systemUptime();
+    if (!result && isUnreachable(result.error()) && now - job->startedAt > kUnreachableSeconds) unreachableAt_ = now;
     if (!queue_.empty()) {
       next = std::move(queue_.front());
       queue_.pop_front();
