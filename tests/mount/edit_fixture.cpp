@@ -8,7 +8,7 @@ void EditTest::SetUp() {
   write("notes.txt", text_);
   write("big.bin", bytes_);
   write("folder/other.txt", "other\n");
-  makeWarp();
+  makeWarp({"--layout", "object"});
   mount();
 }
 

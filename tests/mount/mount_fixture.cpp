@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <random>
 #include <thread>
 
@@ -100,10 +99,9 @@ void MountTest::detach() const {
 }
 
 RunningProgram::Place MountTest::place() const {
-  const char* path = std::getenv("PATH");
   return {
       work(),
-      {std::string("PATH=") + (path == nullptr ? "/usr/bin:/bin" : path), "HOME=" + (scratch_ / "home").string(),
+      {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "HOME=" + (scratch_ / "home").string(),
        "XDG_CACHE_HOME=" + (scratch_ / "home/cache").string(), "XDG_STATE_HOME=" + (scratch_ / "home/state").string(),
        "XDG_RUNTIME_DIR=" + (scratch_ / "run").string(), "LC_ALL=C.UTF-8", "TERM=dumb", "GIT_CONFIG_NOSYSTEM=1",
        "M=" + mountpoint_.string(), "D=" + shown_.string(), "O=" + originals_.string()}};

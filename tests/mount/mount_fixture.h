@@ -61,6 +61,7 @@ class MountTest : public ::testing::Test {
   Ended run(const std::string& script) const { return start(script)->finish(); }
   std::unique_ptr<RunningProgram> start(const std::string& script) const;
 
+  bool hasProgram(const std::string& name) const { return run("command -v " + name).status == 0; }
   /// The GET requests for objects that reached the worker.
   std::size_t downloads() const;
   /// The value of an extended attribute; nothing when the file does not have it.
