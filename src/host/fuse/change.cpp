@@ -8,6 +8,7 @@
 #include "host/fuse/entry.h"
 #include "host/fuse/handle.h"
 #include "host/fuse/operations.h"
+#include "host/fuse/permissions.h"
 #include "host/fuse/session.h"
 
 namespace tovrin::host::fuse {
@@ -126,7 +127,12 @@ void setAttributes(fuse_req_t request, fuse_ino_t node, struct stat* wanted, int
     return;
   }
   if ((which & FUSE_SET_ATTR_SIZE) != 0) {
-    if (info == nullptr) return truncateUnopened(request, node, wanted->st_size);
+    if (info == nullptr) {
+      const int denied = openPermissionError(request, node, O_WRONLY);
+      if (denied == 0) return truncateUnopened(request, node, wanted->st_size);
+      fuse_reply_err(request, denied);
+      return;
+    }
     const int error = truncate(fileOf(info), wanted->st_size);
     if (error != 0) {
       fuse_reply_err(request, error);

@@ -6,6 +6,7 @@
 #include "host/error_numbers.h"
 #include "host/fuse/handle.h"
 #include "host/fuse/operations.h"
+#include "host/fuse/permissions.h"
 #include "host/fuse/session.h"
 
 namespace tovrin::host::fuse {
@@ -29,6 +30,10 @@ void replyOpened(fuse_req_t request, fuse_file_info info, const Result<std::shar
 }  // namespace
 
 void openFile(fuse_req_t request, fuse_ino_t node, fuse_file_info* info) {
+  if (const int error = openPermissionError(request, node, info->flags); error != 0) {
+    fuse_reply_err(request, error);
+    return;
+  }
   Session& session = sessionOf(request);
   const std::uintptr_t number = session.pendingOpens().begin(request);
   const MountedDomain::Opener opener{fuse_req_ctx(request)->pid, info->flags};

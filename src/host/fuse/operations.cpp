@@ -32,6 +32,7 @@ fuse_lowlevel_ops operations() {
   operations.forget_multi = forgetSeveral;
   operations.getattr = getAttributes;
   operations.setattr = setAttributes;
+  operations.access = checkAccess;
   operations.readlink = readLink;
   operations.statfs = statistics;
   operations.opendir = openFolder;

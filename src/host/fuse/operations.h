@@ -16,6 +16,9 @@ void getAttributes(fuse_req_t request, fuse_ino_t node, fuse_file_info* info);
 void readLink(fuse_req_t request, fuse_ino_t node);
 void statistics(fuse_req_t request, fuse_ino_t node);
 
+// permissions.cpp
+void checkAccess(fuse_req_t request, fuse_ino_t node, int mask);
+
 // folder.cpp
 void openFolder(fuse_req_t request, fuse_ino_t node, fuse_file_info* info);
 void readFolder(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* info);

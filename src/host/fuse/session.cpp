@@ -2,6 +2,7 @@
 
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -56,14 +57,18 @@ Result<std::unique_ptr<Session>> Session::mount(const MountRequest& request) {
     words.emplace_back("-o");
     words.push_back(option);
   }
-  // The kernel then judges permissions by the attributes shown, for whoever may enter the mount.
-  words.insert(words.end(), {"-o", "default_permissions"});
+  const bool isShared = std::ranges::any_of(
+      request.fuseOptions, [](const std::string& option) { return option == "allow_other" || option == "allow_root"; });
+  // Where others may enter, the kernel judges by the attributes shown. The owner alone is told more: that a folder
+  // without write permission is part of a read-only file system.
+  if (isShared) words.insert(words.end(), {"-o", "default_permissions"});
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   fuse_args arguments = FUSE_ARGS_INIT(static_cast<int>(pointers.size()), pointers.data());
 
   std::unique_ptr<Session> session(new Session(request.mountpoint));
   const fuse_lowlevel_ops table = operations();
+  session->kernelJudgesPermissions_ = isShared;
   session->session_ = fuse_session_new(&arguments, &table, sizeof table, session.get());
   fuse_opt_free_args(&arguments);
   if (session->session_ == nullptr) return failure(mountError("The options for the file system were not accepted."));

@@ -31,6 +31,8 @@ class Session final : public KernelCache {
 
   MountedDomain& domain() { return *domain_; }
   PendingOpens& pendingOpens() { return pendingOpens_; }
+  /// Whether permission bits were looked at before a request comes.
+  bool kernelJudgesPermissions() const { return kernelJudgesPermissions_; }
 
   void nameChanged(NodeID parent, const std::string& name) override;
   void nameVanished(NodeID parent, NodeID child, const std::string& name) override;
@@ -41,6 +43,7 @@ class Session final : public KernelCache {
   explicit Session(std::filesystem::path mountpoint) : mountpoint_(std::move(mountpoint)) {}
 
   const std::filesystem::path mountpoint_;
+  bool kernelJudgesPermissions_ = false;
   fuse_session* session_ = nullptr;
   MountedDomain* domain_ = nullptr;
   PendingOpens pendingOpens_;
