@@ -11,6 +11,7 @@
 #include "host/control_server.h"
 #include "host/domain.h"
 #include "host/fuse/session.h"
+#include "host/leftovers.h"
 #include "host/log.h"
 #include "host/mounted_domain.h"
 #include "host/store_folders.h"
@@ -81,6 +82,7 @@ Result<void> serveMount(const MountRequest& request, std::stop_token stop, const
     struct statvfs answer;
     statvfs(request.mountpoint.c_str(), &answer);
     mounted.start(warp.path());
+    sweepDeliveries(directories, domain.platform().clock.now());
     log::notice("mounted at {}", request.mountpoint.native());
     answering();
     serving.wait(stop);
