@@ -164,13 +164,14 @@ void KeptEdits::handOverAll(std::stop_token stop) {
 void KeptEdits::forget(const NSFileProviderItemIdentifier& identifier) {
   {
     const std::scoped_lock hold(lock_);
-    const auto known = states_.find(identifier);
-    if (known != states_.end()) {
-      if (known->second.isChanged || known->second.isHandedOver || known->second.changes > 0) return;
-      states_.erase(known);
-    }
+    State& state = states_[identifier];
+    if (state.isChanged || state.isHandedOver || state.changes > 0) return;
+    state.isHandedOver = true;  // changes wait, and then begin another edit
   }
   store_.forgetEdit(identifier);
+  const std::scoped_lock hold(lock_);
+  states_.erase(identifier);
+  calm_.notify_all();
 }
 
 std::optional<NSError> KeptEdits::lastError(std::string_view identifier) const {
