@@ -25,7 +25,7 @@ class FetchQueue {
   FetchQueue& operator=(const FetchQueue&) = delete;
 
   struct Failed {
-    const TreeFile* file;
+    const TreeFile* file = nullptr;
     NSError error;
   };
   struct State {
