@@ -46,17 +46,30 @@ Result<std::shared_ptr<LocalFile>> KeptEdits::open(const NSFileProviderItemIdent
   return begun;
 }
 
-bool KeptEdits::beginChange(const NSFileProviderItemIdentifier& identifier) {
-  std::unique_lock hold(lock_);
-  auto known = states_.end();
-  calm_.wait(hold, [&] {
-    known = states_.find(identifier);
-    return known == states_.end() || !known->second.isHandedOver;
-  });
-  if (known == states_.end()) return false;
-  ++known->second.changes;
-  known->second.isChanged = true;
+Result<bool> KeptEdits::beginChange(const NSFileProviderItemIdentifier& identifier) {
+  {
+    std::unique_lock hold(lock_);
+    auto known = states_.end();
+    calm_.wait(hold, [&] {
+      known = states_.find(identifier);
+      return known == states_.end() || !known->second.isHandedOver;
+    });
+    if (known == states_.end()) return false;
+    ++known->second.changes;
+    known->second.isChanged = true;
+  }
+  if (const Result<void> marked = markIncomplete(identifier); !marked) {
+    endChange(identifier);
+    return failure(marked.error());
+  }
   return true;
+}
+
+/// When the host is killed in the middle of a second save, half of that must not be taken for the contents.
+Result<void> KeptEdits::markIncomplete(const NSFileProviderItemIdentifier& identifier) {
+  const std::optional<ReplicaStore::Local> local = store_.find(identifier);
+  if (!local || !local->edit || *local->edit == EditState::writing) return {};
+  return store_.markEdit(identifier, EditState::writing, false);
 }
 
 void KeptEdits::endChange(const NSFileProviderItemIdentifier& identifier) {
@@ -129,13 +142,19 @@ void KeptEdits::ended(const NSFileProviderItemIdentifier& identifier, const Resu
     }
   }
   if (refusals > 0) {
-    later_.after(retryDelay(refusals), [this, identifier] { handOver(identifier, [](const Result<void>&) {}); });
+    later_.after(retryDelay(refusals), [this, identifier] { retry(identifier); });
   }
   observer_(identifier, result);
   completion(result);
   const std::scoped_lock hold(lock_);
   --underWay_;
   calm_.notify_all();
+}
+
+/// What is being written again meanwhile is handed over when it is flushed.
+void KeptEdits::retry(const NSFileProviderItemIdentifier& identifier) {
+  const std::optional<ReplicaStore::Local> local = store_.find(identifier);
+  if (local && local->edit == EditState::unsaved) handOver(identifier, [](const Result<void>&) {});
 }
 
 void KeptEdits::handOverAll(std::stop_token stop) {

@@ -42,10 +42,12 @@ class KeptEdits {
                                           const std::string& baseVersion, const LocalFile* from);
 
   /// Runs `change`, which writes to the edit's file, while the file is not being handed over. False, without running
-  /// it, when the item has no edit (any more): begin one.
+  /// it, when the item has no edit (any more): begin one. Fails, without running it, when the store cannot record that
+  /// the edit is incomplete.
   template <class Change>
-  bool change(const NSFileProviderItemIdentifier& identifier, Change&& change) {
-    if (!beginChange(identifier)) return false;
+  Result<bool> change(const NSFileProviderItemIdentifier& identifier, Change&& change) {
+    TOVRIN_TRY(const bool hasBegun, beginChange(identifier));
+    if (!hasBegun) return false;
     change();
     endChange(identifier);
     return true;
@@ -72,9 +74,11 @@ class KeptEdits {
     std::optional<NSError> error;
   };
 
-  bool beginChange(const NSFileProviderItemIdentifier& identifier);
+  Result<bool> beginChange(const NSFileProviderItemIdentifier& identifier);
+  Result<void> markIncomplete(const NSFileProviderItemIdentifier& identifier);
   void endChange(const NSFileProviderItemIdentifier& identifier);
   bool claim(const NSFileProviderItemIdentifier& identifier);
+  void retry(const NSFileProviderItemIdentifier& identifier);
   void ended(const NSFileProviderItemIdentifier& identifier, const Result<void>& result, const Completion& completion);
   Result<void> recordTaken(const NSFileProviderItemIdentifier& identifier);
 

@@ -33,7 +33,9 @@ int OpenItem::change(const std::function<int(int descriptor)>& write) {
     const Result<std::shared_ptr<LocalFile>> file = edit();
     if (!file) return errorNumber(file.error(), Operation::open);
     int outcome = 0;
-    if (edits_.change(identifier_, [&] { outcome = write((*file)->descriptor()); })) return outcome;
+    const Result<bool> changed = edits_.change(identifier_, [&] { outcome = write((*file)->descriptor()); });
+    if (!changed) return errorNumber(changed.error(), Operation::open);
+    if (*changed) return outcome;
     // It has become the item's copy meanwhile: this change begins another.
     leaveEdit(*file);
   }
