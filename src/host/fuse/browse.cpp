@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <span>
 
 #include "host/file_names.h"
@@ -48,6 +49,8 @@ void readLink(fuse_req_t request, fuse_ino_t node) {
     fuse_reply_err(request, EINVAL);
   } else if (target->empty()) {
     fuse_reply_err(request, ENOENT);  // as for an empty path
+  } else if (target->size() >= PATH_MAX) {
+    fuse_reply_err(request, ENAMETOOLONG);  // the kernel would take the answer for a broken one
   } else {
     fuse_reply_readlink(request, target->c_str());
   }
