@@ -82,6 +82,7 @@ Session::~Session() {
   if (session_ == nullptr) return;
   fuse_session_unmount(session_);
   fuse_session_destroy(session_);
+  if (waker_.joinable()) waker_.join();  // the connection is gone: whatever it waited for has failed
 }
 
 void Session::serve(MountedDomain& domain) {
@@ -95,9 +96,12 @@ void Session::serve(MountedDomain& domain) {
 
 void Session::end() {
   fuse_session_exit(session_);
-  // The threads wait for requests: one more wakes the first, which ends the others.
-  struct statvfs ignored;
-  statvfs(mountpoint_.c_str(), &ignored);
+  // The threads wait for requests: one more wakes the first, which ends the others. When they end before it comes,
+  // nobody answers it until the connection is closed, so nobody here may wait for that.
+  waker_ = std::thread([mountpoint = mountpoint_] {
+    struct statvfs ignored;
+    statvfs(mountpoint.c_str(), &ignored);
+  });
 }
 
 void Session::nameChanged(NodeID parent, const std::string& name) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "foundation/result.h"
 #include "host/fuse/library.h"
@@ -47,6 +48,7 @@ class Session final : public KernelCache {
   fuse_session* session_ = nullptr;
   MountedDomain* domain_ = nullptr;
   PendingOpens pendingOpens_;
+  std::thread waker_;  ///< of the serving threads, once they are to end
 };
 
 /// Of the request's mount.
