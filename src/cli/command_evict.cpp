@@ -8,7 +8,7 @@
 #include "cli/json_output.h"
 #include "cli/local_copies.h"
 #include "cli/output.h"
-#include "host/control_messages.h"
+#include "host/control/control_messages.h"
 
 namespace tovrin::cli {
 

@@ -10,9 +10,9 @@
 #include "cli/interruption.h"
 #include "cli/output.h"
 #include "cli/shared_state.h"
-#include "host/daemon.h"
-#include "host/mount_options.h"
-#include "host/mount_service.h"
+#include "host/mounting/daemon.h"
+#include "host/mounting/mount_options.h"
+#include "host/mounting/mount_service.h"
 
 namespace tovrin::cli {
 

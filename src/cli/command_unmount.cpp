@@ -5,10 +5,10 @@
 
 #include "cli/command.h"
 #include "cli/output.h"
-#include "host/file_users.h"
-#include "host/mount_point.h"
-#include "host/stop_signals.h"
-#include "host/unmount.h"
+#include "host/mounting/file_users.h"
+#include "host/mounting/mount_point.h"
+#include "host/mounting/stop_signals.h"
+#include "host/mounting/unmount.h"
 
 namespace tovrin::cli {
 

@@ -5,9 +5,9 @@
 #include "cli/doctor_checks.h"
 #include "cli/output.h"
 #include "foundation/readable_size.h"
-#include "host/control_client.h"
-#include "host/fuse_support.h"
-#include "host/mount_table.h"
+#include "host/control/control_client.h"
+#include "host/mounting/fuse_support.h"
+#include "host/mounting/mount_table.h"
 
 namespace tovrin::cli {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "cli/tree_files.h"
-#include "host/control_client.h"
+#include "host/control/control_client.h"
 #include "host/wake_event.h"
 
 namespace tovrin::cli {

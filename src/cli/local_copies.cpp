@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "cli/item_argument.h"
-#include "host/control_client.h"
-#include "host/replica_store.h"
-#include "host/store_folders.h"
+#include "host/control/control_client.h"
+#include "host/store/replica_store.h"
+#include "host/store/store_folders.h"
 
 namespace tovrin::cli {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "cli/session.h"
-#include "host/mount_control.h"
+#include "host/control/mount_control.h"
 
 namespace tovrin::cli {
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "host/mount_options.h"
+#include "host/mounting/mount_options.h"
 
 namespace tovrin::cli {
 

@@ -7,7 +7,7 @@
 
 #include "cli/output.h"
 #include "foundation/readable_size.h"
-#include "host/control_messages.h"
+#include "host/control/control_messages.h"
 
 namespace tovrin::cli {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cli/json_output.h"
-#include "host/mount_control.h"
+#include "host/control/mount_control.h"
 
 namespace tovrin::cli {
 

@@ -14,7 +14,7 @@
 #include "cli/shared_state.h"
 #include "foundation/path.h"
 #include "foundation/readable_size.h"
-#include "host/control_client.h"
+#include "host/control/control_client.h"
 
 namespace tovrin::cli {
 

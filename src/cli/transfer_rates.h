@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "host/mount_control.h"
+#include "host/control/mount_control.h"
 
 namespace tovrin::cli {
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "host/domain.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin::host {
 

@@ -11,10 +11,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/control/mount_control.h"
 #include "host/delayed_calls.h"
 #include "host/domain.h"
-#include "host/mount_control.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin::host {
 

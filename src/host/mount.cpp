@@ -8,13 +8,13 @@
 #include <mutex>
 #include <thread>
 
-#include "host/control_server.h"
+#include "host/control/control_server.h"
 #include "host/domain.h"
 #include "host/fuse/session.h"
 #include "host/leftovers.h"
 #include "host/log.h"
 #include "host/mounted_domain.h"
-#include "host/store_folders.h"
+#include "host/store/store_folders.h"
 #include "shared/warp_directory.h"
 
 namespace tovrin::host {

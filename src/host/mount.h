@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "foundation/result.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin::host {
 

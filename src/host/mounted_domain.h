@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/container_watch.h"
+#include "host/control/mount_control.h"
 #include "host/crawlers.h"
 #include "host/delayed_calls.h"
 #include "host/desktop_notifications.h"
@@ -24,13 +25,12 @@
 #include "host/kept_edits.h"
 #include "host/kernel_cache.h"
 #include "host/mount.h"
-#include "host/mount_control.h"
 #include "host/nodes.h"
 #include "host/open_item.h"
 #include "host/open_rate.h"
 #include "host/presentation.h"
 #include "host/refresh.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/troubles.h"
 
 namespace tovrin::host {

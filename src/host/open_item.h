@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/kept_edits.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin::host {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "host/mount.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "provider/item.h"
 
 namespace tovrin::host {

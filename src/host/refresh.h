@@ -9,7 +9,7 @@
 #include "host/kept_edits.h"
 #include "host/kernel_cache.h"
 #include "host/nodes.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin::host {
 

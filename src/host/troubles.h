@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/control/mount_control.h"
 #include "host/desktop_notifications.h"
-#include "host/mount_control.h"
 #include "provider/item.h"
 
 namespace tovrin::host {

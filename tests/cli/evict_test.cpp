@@ -1,6 +1,6 @@
 #include "cli/mounted_fixture.h"
 #include "host/domain_key.h"
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 namespace tovrin {
 namespace {

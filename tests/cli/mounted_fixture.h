@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "cli/command_fixture.h"
-#include "host/control_server.h"
+#include "host/control/control_server.h"
 #include "host/fake_mount.h"
 #include "support/environment_variable.h"
 

@@ -9,11 +9,11 @@
 #include <functional>
 #include <optional>
 
-#include "host/control_client.h"
-#include "host/control_folder.h"
-#include "host/control_messages.h"
-#include "host/control_server.h"
-#include "host/control_socket.h"
+#include "host/control/control_client.h"
+#include "host/control/control_folder.h"
+#include "host/control/control_messages.h"
+#include "host/control/control_server.h"
+#include "host/control/control_socket.h"
 #include "host/domain_key.h"
 #include "host/fake_mount.h"
 #include "support/environment_variable.h"

@@ -1,4 +1,4 @@
-#include "host/daemon.h"
+#include "host/mounting/daemon.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <mutex>
 #include <string>
 
-#include "host/stop_signals.h"
+#include "host/mounting/stop_signals.h"
 #include "support/child_process.h"
 #include "support/scratch_folder.h"
 

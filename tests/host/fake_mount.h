@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "host/mount_control.h"
+#include "host/control/mount_control.h"
 
 namespace tovrin::host {
 

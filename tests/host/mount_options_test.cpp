@@ -1,4 +1,4 @@
-#include "host/mount_options.h"
+#include "host/mounting/mount_options.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>

@@ -1,4 +1,4 @@
-#include "host/mount_point.h"
+#include "host/mounting/mount_point.h"
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <optional>
 
-#include "host/mount_table.h"
+#include "host/mounting/mount_table.h"
 #include "support/child_process.h"
 #include "support/scratch_folder.h"
 #include "support/unserved_mount.h"

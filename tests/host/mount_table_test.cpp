@@ -1,4 +1,4 @@
-#include "host/mount_table.h"
+#include "host/mounting/mount_table.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

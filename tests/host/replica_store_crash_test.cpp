@@ -13,7 +13,7 @@
 #include <random>
 #include <string>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/store_fixture.h"
 #include "host/store_model.h"
 

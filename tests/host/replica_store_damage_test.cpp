@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/store_fixture.h"
 
 namespace tovrin::host {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/store_fixture.h"
 #include "provider/identifier.h"
 

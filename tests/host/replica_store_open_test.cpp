@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/store_fixture.h"
 #include "support/child_process.h"
 

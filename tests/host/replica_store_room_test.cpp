@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <string>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
+#include "host/store/store_room.h"
 #include "host/store_fixture.h"
-#include "host/store_room.h"
 #include "support/child_process.h"
 
 namespace tovrin::host {

@@ -1,4 +1,4 @@
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 
 #include <gtest/gtest.h>
 

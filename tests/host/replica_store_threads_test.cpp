@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "host/store_fixture.h"
 
 namespace tovrin::host {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/replica_store.h"
+#include "host/store/replica_store.h"
 #include "support/scratch_folder.h"
 
 namespace tovrin::host {

@@ -1,4 +1,4 @@
-#include "host/store_folders.h"
+#include "host/store/store_folders.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

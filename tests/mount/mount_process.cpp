@@ -5,8 +5,8 @@
 
 #include "host/log.h"
 #include "host/mount.h"
-#include "host/mount_options.h"
-#include "host/stop_signals.h"
+#include "host/mounting/mount_options.h"
+#include "host/mounting/stop_signals.h"
 
 /// tovrin_test_mount CONTAINER MOUNTPOINT [OPTION...]: mounts until SIGTERM, and says "mounted" once it answers. The
 /// options are those of `-o`; "debug" logs every request of the kernel.

@@ -1,0 +1,40 @@
+#include "host/store/store_places.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <tuple>
+
+#include "platform/posix/file_descriptor.h"
+
+namespace tovrin::host {
+
+namespace {
+
+constexpr mode_t kPrivateFolderMode = 0700;
+
+Result<void> makePrivateFolder(const std::filesystem::path& folder) {
+  TOVRIN_CHECK(createDirectories(folder));
+  if (::chmod(folder.c_str(), kPrivateFolderMode) == 0) return {};
+  return failure(fileError(errno, FileOperation::update, folder));
+}
+
+/// An edit is only as durable as the folders above it.
+void synchronizeFoldersAbove(std::filesystem::path folder) {
+  for (; folder.has_relative_path(); folder = folder.parent_path()) std::ignore = synchronizeFolderOf(folder);
+}
+
+}  // namespace
+
+Result<void> StorePlaces::make() const {
+  const bool isNew = !fileExists(edits());
+  for (const auto& folder : {cache_, copies(), state_, edits(), interrupted(), beginnings()}) {
+    TOVRIN_CHECK(makePrivateFolder(folder));
+  }
+  if (isNew) synchronizeFoldersAbove(edits());
+  return {};
+}
+
+Result<void> StorePlaces::makeCopies() const { return makePrivateFolder(copies()); }
+
+}  // namespace tovrin::host
