@@ -98,10 +98,11 @@ ContainerWatch::Change ContainerWatch::readEvents() {
 }
 
 void ContainerWatch::run() {
-  std::optional<Clock::time_point> secondLook;
   Change pending{true, true, false};
   Change seen = pending;
   bool isCovered = cover();
+  // What changed before the folders were watched, but after the domain had read it, is told by nobody.
+  std::optional<Clock::time_point> secondLook = Clock::now() + kSecondLook;
   changed_(pending);
   pending = {};
   while (true) {

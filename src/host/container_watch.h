@@ -18,8 +18,8 @@ class ContainerWatch {
     bool isGuess = false;  ///< nobody said so: only time has passed
   };
 
-  /// `changed` is called once at the start, soon after a change, and once more when what is read now is surely newer
-  /// than the change: the domain keeps what it read for three quarters of a second.
+  /// `changed` is called at the start and soon after a change, and each time once more when what is read now is surely
+  /// newer: the domain keeps what it read for three quarters of a second.
   ContainerWatch(std::filesystem::path warpDirectory, std::function<void(const Change&)> changed);
   /// Waits for a call that is under way.
   ~ContainerWatch();
