@@ -11,7 +11,8 @@ constexpr std::size_t kMostMembers = 200'000;
 
 }  // namespace
 
-std::shared_ptr<const Directory> Directory::read(Domain& domain, const NSFileProviderItemIdentifier& folder) {
+std::shared_ptr<const Directory> Directory::read(Domain& domain, const NSFileProviderItemIdentifier& folder,
+                                                 std::uint64_t generation) {
   std::vector<SharedItem> items = domain.children(folder);
   std::vector<FolderMember> named;
   named.reserve(items.size());
@@ -20,10 +21,11 @@ std::shared_ptr<const Directory> Directory::read(Domain& domain, const NSFilePro
   std::vector<Member> members;
   members.reserve(items.size());
   for (std::size_t i = 0; i < items.size(); ++i) members.push_back({std::move(items[i]), std::move(names[i])});
-  return std::shared_ptr<const Directory>(new Directory(std::move(members)));
+  return std::shared_ptr<const Directory>(new Directory(std::move(members), generation));
 }
 
-Directory::Directory(std::vector<Member> members) : members_(std::move(members)) {
+Directory::Directory(std::vector<Member> members, std::uint64_t generation)
+    : generation_(generation), members_(std::move(members)) {
   byName_.reserve(members_.size());
   for (std::uint32_t i = 0; i < members_.size(); ++i) byName_.emplace(members_[i].name, i);
 }
@@ -43,7 +45,7 @@ std::shared_ptr<const Directory> DirectoryCache::directory(const NSFileProviderI
     }
     generation = generation_;
   }
-  std::shared_ptr<const Directory> directory = Directory::read(domain_, folder);
+  std::shared_ptr<const Directory> directory = Directory::read(domain_, folder, generation);
   const std::scoped_lock hold(lock_);
   if (generation == generation_ && !kept_.contains(folder)) keep(folder, directory);
   return directory;
@@ -69,6 +71,11 @@ void DirectoryCache::clear() {
   members_ = 0;
   lastUsedFirst_.clear();
   dropped.swap(kept_);
+}
+
+bool DirectoryCache::isCurrent(const Directory& directory) const {
+  const std::scoped_lock hold(lock_);
+  return directory.generation() == generation_;
 }
 
 }  // namespace tovrin::host

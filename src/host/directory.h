@@ -22,15 +22,19 @@ class Directory {
     std::string name;
   };
 
-  static std::shared_ptr<const Directory> read(Domain& domain, const NSFileProviderItemIdentifier& folder);
+  /// `generation` says of which state of the domain it is, see `DirectoryCache::isCurrent`.
+  static std::shared_ptr<const Directory> read(Domain& domain, const NSFileProviderItemIdentifier& folder,
+                                               std::uint64_t generation);
 
+  std::uint64_t generation() const { return generation_; }
   const std::vector<Member>& members() const { return members_; }
   /// By name, byte for byte; null when there is none.
   const Member* find(std::string_view name) const;
 
  private:
-  explicit Directory(std::vector<Member> members);
+  Directory(std::vector<Member> members, std::uint64_t generation);
 
+  const std::uint64_t generation_;
   std::vector<Member> members_;
   std::unordered_map<std::string_view, std::uint32_t> byName_;
 };
@@ -44,6 +48,9 @@ class DirectoryCache {
   std::shared_ptr<const Directory> directory(const NSFileProviderItemIdentifier& folder);
   /// The domain has changed: what is asked for from here on is read again.
   void clear();
+  /// Whether the domain has not changed since this was read. Who tells the kernel of a folder asks afterwards: what was
+  /// true only before a change must not stay remembered after it.
+  bool isCurrent(const Directory& directory) const;
 
  private:
   struct Kept {
@@ -53,7 +60,7 @@ class DirectoryCache {
   void keep(const NSFileProviderItemIdentifier& folder, const std::shared_ptr<const Directory>& directory);
 
   Domain& domain_;
-  std::mutex lock_;
+  mutable std::mutex lock_;
   std::uint64_t generation_ = 0;
   std::size_t members_ = 0;
   std::list<NSFileProviderItemIdentifier> lastUsedFirst_;

@@ -65,9 +65,14 @@ void MountedDomain::containerChanged(const ContainerWatch::Change& change) {
 }
 
 std::optional<Shown> MountedDomain::lookUp(NodeID folder, std::string_view name) {
-  const std::shared_ptr<const Directory> listed = directory(folder);
-  const Directory::Member* member = listed ? listed->find(name) : nullptr;
-  return member == nullptr ? std::nullopt : std::optional(remember(folder, *member));
+  for (;;) {
+    const std::shared_ptr<const Directory> listed = directory(folder);
+    const Directory::Member* member = listed ? listed->find(name) : nullptr;
+    if (member == nullptr) return {};
+    Shown shown = remember(folder, *member);
+    if (isCurrent(*listed)) return shown;
+    forget(shown.node.id, 1);  // a refresh that runs may have passed this node before it was there
+  }
 }
 
 Shown MountedDomain::remember(NodeID folder, const Directory::Member& member) {
@@ -86,6 +91,11 @@ std::optional<struct stat> MountedDomain::attributes(NodeID id) const {
 std::shared_ptr<const Directory> MountedDomain::directory(NodeID id) {
   const std::optional<Node> node = nodes_.find(id);
   return node && isFolder(*node->item) ? directories_.directory(node->item->itemIdentifier()) : nullptr;
+}
+
+void MountedDomain::listed(NodeID folder, const Directory& directory) {
+  if (isCurrent(directory)) return;
+  later_.after(std::chrono::milliseconds(0), [this, folder] { kernel_.contentsChanged(folder); });
 }
 
 std::optional<std::string> MountedDomain::linkTarget(NodeID id) const {

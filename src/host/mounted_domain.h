@@ -61,6 +61,9 @@ class MountedDomain final : public MountControl {
   std::optional<struct stat> attributes(NodeID id) const;
   /// As it is at this moment; null for what is no folder.
   std::shared_ptr<const Directory> directory(NodeID id);
+  bool isCurrent(const Directory& directory) const { return directories_.isCurrent(directory); }
+  /// A listing has ended. The kernel may have kept it, and is told to forget it if the folder is another one by now.
+  void listed(NodeID folder, const Directory& directory);
   /// Where a symbolic link leads.
   std::optional<std::string> linkTarget(NodeID id) const;
 

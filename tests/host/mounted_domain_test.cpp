@@ -169,6 +169,22 @@ TEST_F(FollowedDomain, tellsOfVanishedNames) {
   EXPECT_FALSE(walk("Warped Files" + (test_.scratch / "original/b.txt").string()));
 }
 
+TEST_F(FollowedDomain, letsTheKernelForgetAListingThatBeganBeforeAChange) {
+  const NodeID folder = walk("Warped Files" + (test_.scratch / "original").string())->node.id;
+  const auto before = mounted_->directory(folder);
+  mounted_->listed(folder, *before);
+  install({file("a.txt", "first contents"), file("new.txt", "x")});
+  mounted_->start(test_.warpDirectory());
+  while (mounted_->isCurrent(*before)) std::this_thread::yield();
+  const auto after = mounted_->directory(folder);
+  EXPECT_NE(after->find("new.txt"), nullptr);
+  const std::string forgotten = "contents " + std::to_string(folder);
+  while (!holds(kernel_.take(), forgotten)) std::this_thread::yield();  // once by the refresh
+
+  mounted_->listed(folder, *before);
+  while (!holds(kernel_.take(), forgotten)) std::this_thread::yield();
+}
+
 TEST_F(BrowsedDomain, countsTheSizeOfTheWholeDomain) {
   mounted_->start(test_.warpDirectory());
   while (mounted_->totalFiles() == 0) std::this_thread::yield();

@@ -157,6 +157,16 @@ TEST_F(Changes, keepAnEditThatIsNotStored) {
   expectOneEdit("notes.txt", text_ + "four\n");
 }
 
+TEST_F(Changes, areSeenByAListingThatIsCached) {
+  EXPECT_EQ(names(shown()), names(shown()));
+  for (int i = 0; i < 3; ++i) {
+    const std::string name = "new" + std::to_string(i);
+    write(name, "x");
+    makeWarp();
+    EXPECT_TRUE(soon([&] { return names(shown()).find(name) != std::string::npos; })) << name;
+  }
+}
+
 }  // namespace
 
 }  // namespace tovrin

@@ -83,15 +83,18 @@ void readFolderWithAttributes(fuse_req_t request, fuse_ino_t node, std::size_t s
     }
     const Directory::Member& member = memberAt(folder, at);
     const Shown shown = domain.remember(node, member);
-    const fuse_entry_param entry = entryOf(shown);
+    fuse_entry_param entry = entryOf(shown);
+    const bool isCurrent = domain.isCurrent(*folder.directory);
+    if (!isCurrent) entry.ino = 0;  // a name of the past: it is listed, but whoever opens it looks it up anew
     const std::size_t bytes = fuse_add_direntry_plus(request, buffer, room, member.name.c_str(), &entry, at + 1);
-    if (bytes > room) domain.forget(shown.node.id, 1);
+    if (bytes > room || !isCurrent) domain.forget(shown.node.id, 1);
     return bytes;
   });
 }
 
-void releaseFolder(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
+void releaseFolder(fuse_req_t request, fuse_ino_t node, fuse_file_info* info) {
   const std::unique_ptr<FolderHandle> handle(&folderOf(info));
+  domainOf(request).listed(node, *handle->directory);
   fuse_reply_err(request, 0);
 }
 
