@@ -27,7 +27,7 @@ class BashCompletion : public Command {
 };
 
 TEST_F(BashCompletion, offersCommandsAndCalls) {
-  EXPECT_EQ(complete("tovrin ''"), "ls\ncat\nfetch\nput\nstatus\nevict\ndoctor\ninspect\n");
+  EXPECT_EQ(complete("tovrin ''"), "mount\nunmount\nls\ncat\nfetch\nput\nstatus\nevict\ndoctor\ninspect\n");
   EXPECT_EQ(complete("tovrin --container /x f"), "fetch\n");
   EXPECT_EQ(complete("tovrin inspect l"), "live\nlzfse\n");
 }
@@ -35,6 +35,19 @@ TEST_F(BashCompletion, offersCommandsAndCalls) {
 TEST_F(BashCompletion, offersTheOptionsOfTheCommand) {
   EXPECT_EQ(complete("tovrin status --"), "--help\n--container\n--follow\n--json\n");
   EXPECT_EQ(complete("tovrin cat --j"), "\n");
+  EXPECT_EQ(complete("tovrin mount --cr"), "--crawlers\n--crawler\n");
+  EXPECT_EQ(complete("tovrin mount --crawlers ''"), "deny\nallow\n");
+  EXPECT_EQ(complete("tovrin unmount --l"), "--lazy\n");
+}
+
+TEST_F(BashCompletion, offersMountOptionsBehindACommaToo) {
+  EXPECT_EQ(complete("tovrin mount -o allow_"), "allow_other\nallow_root\n");
+  EXPECT_EQ(complete("tovrin mount -o ro,owner"), "ro,owner=manifest\n");
+}
+
+TEST_F(BashCompletion, offersFoldersToMountAt) {
+  std::filesystem::create_directory(work() / "warps");
+  EXPECT_EQ(complete("tovrin mount --cache-size 1G " + (work() / "war").string()), (work() / "warps").string() + "\n");
 }
 
 TEST_F(BashCompletion, offersPathsOfTheDomain) {
