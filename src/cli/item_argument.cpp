@@ -59,10 +59,4 @@ NSError noSuchItem() {
   return {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileReadNoSuchFile), "There is no such item."};
 }
 
-bool isFolder(const TovrinFileProviderItem& item) { return item.contentType() == UTType::folder(); }
-
-bool isSymbolicLink(const TovrinFileProviderItem& item) {
-  return item.entry() && item.entry()->kind == TovrinWarpSharedEntryKind::symlink;
-}
-
 }  // namespace tovrin::cli

@@ -30,7 +30,4 @@ Result<ItemArgument> resolveItem(Session& session, std::string_view argument);
 /// The error of an item that is not there.
 NSError noSuchItem();
 
-bool isFolder(const TovrinFileProviderItem& item);
-bool isSymbolicLink(const TovrinFileProviderItem& item);
-
 }  // namespace tovrin::cli

@@ -37,12 +37,6 @@ std::int64_t fileBytes(const TovrinFileProviderItem& item) {
 
 }  // namespace
 
-bool isFolder(const TovrinFileProviderItem& item) { return item.contentType() == UTType::folder(); }
-
-bool isSymbolicLink(const TovrinFileProviderItem& item) {
-  return item.entry() && item.entry()->kind == TovrinWarpSharedEntryKind::symlink;
-}
-
 std::uint64_t inodeNumber(std::string_view identifier) {
   const std::string digest = sha256Hex(identifier);
   std::uint64_t number = 0;

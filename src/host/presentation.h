@@ -12,9 +12,6 @@
 
 namespace tovrin::host {
 
-bool isFolder(const TovrinFileProviderItem& item);
-bool isSymbolicLink(const TovrinFileProviderItem& item);
-
 /// The same number for the same identifier in every mount, so that tools that remember inodes work across remounts.
 std::uint64_t inodeNumber(std::string_view identifier);
 

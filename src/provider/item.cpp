@@ -44,6 +44,12 @@ SharedItem TovrinFileProviderItem::withEditedContents(std::int64_t documentSize,
   return std::make_shared<const TovrinFileProviderItem>(std::move(edited), journal_);
 }
 
+bool isFolder(const TovrinFileProviderItem& item) { return item.contentType() == UTType::folder(); }
+
+bool isSymbolicLink(const TovrinFileProviderItem& item) {
+  return item.entry() && item.entry()->kind == TovrinWarpSharedEntryKind::symlink;
+}
+
 namespace {
 
 /// The item of each kind of identifier.

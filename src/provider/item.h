@@ -66,6 +66,9 @@ class TovrinFileProviderItem final : public NSFileProviderItem {
   std::shared_ptr<CachedItemsJournal> journal_;
 };
 
+bool isFolder(const TovrinFileProviderItem& item);
+bool isSymbolicLink(const TovrinFileProviderItem& item);
+
 /// The item of an identifier, or null when there is none.
 SharedItem makeItem(const NSFileProviderItemIdentifier& identifier, TovrinFileProviderTree& tree);
 SharedItem makeEntryItem(const TovrinWarpSharedEntry& entry, const SharedManifest& manifest,
