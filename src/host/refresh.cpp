@@ -99,6 +99,7 @@ void Refresh::storedEdits() {
     // An item that cannot be found now may be back in a moment; its edit stays.
     if (!item || !item->isUploaded() || item->itemVersion().contentVersion == edit.baseVersion) continue;
     edits_.forget(edit.identifier);
+    store_.dropCopy(edit.identifier);  // of the version that was edited
     if (const auto node = nodes_.find(std::string_view(edit.identifier))) {
       kernel_.nameChanged(node->parent, node->name);
       kernel_.contentsChanged(node->id);

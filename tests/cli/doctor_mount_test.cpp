@@ -33,7 +33,7 @@ TEST_F(DoctorOfMounts, saysThatNothingIsMounted) {
 TEST_F(DoctorOfMounts, findsAMountThatAnswers) {
   host::MountStatus status;
   status.mountpoint = "/home/ann/Warped";
-  status.usage = {.cachedBytes = 3 << 20, .cachedItems = 12, .edits = 0};
+  status.usage = {.cachedBytes = 3 << 20, .cachedItems = 12};
   status.limits.cacheBytes = std::int64_t{10} << 30;
   status.refusedCrawlers = 5;
   mount_.setStatus(status);

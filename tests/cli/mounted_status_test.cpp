@@ -12,7 +12,7 @@ MountStatus idle() {
   MountStatus status;
   status.mountpoint = "/home/ann/Warped";
   status.processID = 4711;
-  status.usage = {.cachedBytes = 3 << 20, .cachedItems = 12, .edits = 0};
+  status.usage = {.cachedBytes = 3 << 20, .cachedItems = 12};
   status.limits.cacheBytes = std::int64_t{10} << 30;
   return status;
 }

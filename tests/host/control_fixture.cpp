@@ -11,7 +11,7 @@ MountStatus richStatus() {
   MountStatus status;
   status.mountpoint = "/mnt/\xff\"quoted\"\n";
   status.processID = 4711;
-  status.usage = {std::int64_t{5} << 40, 12, 3};
+  status.usage = {std::int64_t{5} << 40, 12};
   status.limits = {std::int64_t{10} << 30, 0.25};
   status.openings = {{"entry:W1:YQ", "a \"b\".jpg", 1000, 0.5, false}, {"entry:W1:Yg", "ü.jpg", 0, 0, true}};
   status.edits = {{"entry:W1:Yw", "c.txt", EditState::unsaved, "/cache/\xfe", "Could not read “\xfd”."},

@@ -14,7 +14,6 @@ TEST_F(Control, tellsTheWholeStatus) {
   EXPECT_EQ(answered->processID, 4711);
   EXPECT_EQ(answered->usage.cachedBytes, std::int64_t{5} << 40);
   EXPECT_EQ(answered->usage.cachedItems, 12);
-  EXPECT_EQ(answered->usage.edits, 3);
   EXPECT_EQ(answered->limits.cacheBytes, std::int64_t{10} << 30);
   EXPECT_EQ(answered->limits.keepFree, 0.25);
   ASSERT_EQ(answered->openings.size(), 2u);

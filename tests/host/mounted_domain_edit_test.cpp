@@ -136,6 +136,7 @@ TEST_F(EditedDomain, isLetGoWhenTheMainApplicationHasStoredIt) {
   const Shown stored = find("a.txt");
   EXPECT_EQ(stored.attributes.st_mtim.tv_sec, 1700000000);
   EXPECT_EQ(mounted_->itemStatus(stored.node).state, ItemState::remote);
+  EXPECT_EQ(mounted_->usage().cachedItems, 0) << "the copy that was edited is of no use any more";
 }
 
 }  // namespace

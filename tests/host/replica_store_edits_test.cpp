@@ -42,7 +42,7 @@ TEST_F(ReplicaStoreEdits, beginWithThePrivateCopyOfAFile) {
   EXPECT_EQ(local->version, "1");
   EXPECT_EQ(local->file, edit->path());
   EXPECT_EQ(editStates(), (EditStates{{"a", EditState::writing}}));
-  EXPECT_EQ(store->usage().edits, 1);
+  EXPECT_EQ(store->edits().size(), 1U);
 }
 
 TEST_F(ReplicaStoreEdits, beginWithACopyThatWasDroppedWhileItIsOpen) {

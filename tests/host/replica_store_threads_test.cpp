@@ -94,10 +94,10 @@ TEST_F(ReplicaStoreThreads, editAtOnce) {
       }
     }
   });
-  EXPECT_EQ(store->usage().edits, 16);
+  EXPECT_EQ(store->edits().size(), 16U);
   EXPECT_EQ(store->usage().cachedItems, 16);
   open();
-  EXPECT_EQ(store->usage().edits, 16);
+  EXPECT_EQ(store->edits().size(), 16U);
   for (int item = 0; item < 48; ++item) {
     const auto file =
         item % 3 == 2 ? store->openEdit(std::to_string(item)) : store->openCopy(std::to_string(item), "1");

@@ -91,7 +91,6 @@ struct RecordCoding<host::StoreUsage> {
   static constexpr std::tuple fields{
       field("cachedBytes", &host::StoreUsage::cachedBytes),
       field("cachedItems", &host::StoreUsage::cachedItems),
-      field("edits", &host::StoreUsage::edits),
   };
 };
 

@@ -77,6 +77,7 @@ class LocalReplicaStore final : public ReplicaStore {
 
   Result<void> makeEditFile(const std::filesystem::path& beginning, const LocalFile* from);
   Result<std::shared_ptr<LocalFile>> recordEdit(EditRecord edit, const std::filesystem::path& beginning);
+  Result<EditRecord> editRecord(std::string_view identifier) const;
   Result<void> setAside(std::string_view identifier);
 
   const StorePlaces places_;

@@ -191,9 +191,7 @@ std::vector<NSFileProviderItemIdentifier> LocalReplicaStore::items() const {
 
 StoreUsage LocalReplicaStore::usage() const {
   const std::scoped_lock guard(contentsLock_);
-  return {.cachedBytes = contents_.copyBytes() + diskUse_->unlinkedBytes,
-          .cachedItems = contents_.copyCount(),
-          .edits = contents_.editCount()};
+  return {.cachedBytes = contents_.copyBytes() + diskUse_->unlinkedBytes, .cachedItems = contents_.copyCount()};
 }
 
 void LocalReplicaStore::removeCopies(const std::vector<CopyRecord>& copies) {

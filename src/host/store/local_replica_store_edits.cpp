@@ -105,30 +105,25 @@ Result<void> LocalReplicaStore::markEdit(std::string_view identifier, EditState 
   }
 
   const std::scoped_lock guard(changeLock_);
-  std::int64_t row = 0;
-  {
-    const std::scoped_lock contentsGuard(contentsLock_);
-    const StoredItem* item = contents_.find(identifier);
-    if (item == nullptr || !item->edit) return failure(noEditError());
-    row = item->edit->record.row;
-  }
+  TOVRIN_TRY(const EditRecord edit, editRecord(identifier));
   TOVRIN_TRY(Transaction transaction, index_.begin(durable ? Durability::durable : Durability::ordinary));
-  TOVRIN_CHECK(index_.setEditState(row, state));
+  TOVRIN_CHECK(index_.setEditState(edit.row, state));
   TOVRIN_CHECK(transaction.commit());
   const std::scoped_lock contentsGuard(contentsLock_);
   contents_.find(identifier)->edit->record.state = state;
   return {};
 }
 
+Result<EditRecord> LocalReplicaStore::editRecord(std::string_view identifier) const {
+  const std::scoped_lock guard(contentsLock_);
+  const StoredItem* item = contents_.find(identifier);
+  if (item == nullptr || !item->edit) return failure(noEditError());
+  return item->edit->record;
+}
+
 Result<void> LocalReplicaStore::setAside(std::string_view identifier) {
   const std::scoped_lock guard(changeLock_);
-  EditRecord edit;
-  {
-    const std::scoped_lock contentsGuard(contentsLock_);
-    const StoredItem* item = contents_.find(identifier);
-    if (item == nullptr || !item->edit) return failure(noEditError());
-    edit = item->edit->record;
-  }
+  TOVRIN_TRY(EditRecord edit, editRecord(identifier));
   const std::filesystem::path before = places_.file(edit);
   edit.state = EditState::interrupted;
   TOVRIN_CHECK(moveItem(before, places_.file(edit)));
@@ -144,13 +139,7 @@ Result<void> LocalReplicaStore::setAside(std::string_view identifier) {
 
 Result<void> LocalReplicaStore::turnEditIntoCopy(std::string_view identifier) {
   const std::scoped_lock guard(changeLock_);
-  EditRecord edit;
-  {
-    const std::scoped_lock contentsGuard(contentsLock_);
-    const StoredItem* item = contents_.find(identifier);
-    if (item == nullptr || !item->edit) return failure(noEditError());
-    edit = item->edit->record;
-  }
+  TOVRIN_TRY(EditRecord edit, editRecord(identifier));
   const std::filesystem::path file = places_.file(edit);
   TOVRIN_TRY(NewCopy copy, moveIn(edit.identifier, edit.baseVersion, file));
   if (auto recorded = recordCopy(copy.record, edit.row); !recorded) {

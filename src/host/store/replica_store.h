@@ -62,7 +62,6 @@ enum class Evicted { dropped, notHere, open, edited };
 struct StoreUsage {
   std::int64_t cachedBytes = 0;  ///< on disk, edits not counted, dropped copies that are still open counted
   std::int64_t cachedItems = 0;
-  std::int64_t edits = 0;
 };
 
 /// The local copies and edits of one domain: files in two folders with an index in SQLite, loaded once and then kept in

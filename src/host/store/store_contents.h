@@ -74,7 +74,6 @@ class StoreContents {
   std::vector<EditRecord> edits() const;
   std::int64_t copyBytes() const { return copyBytes_; }
   std::int64_t copyCount() const { return static_cast<std::int64_t>(oldestFirst_.size()); }
-  std::int64_t editCount() const { return static_cast<std::int64_t>(edited_.size() + interrupted_.size()); }
 
  private:
   struct TextHash {
