@@ -96,7 +96,7 @@ bool FinderBadges::mergeIntoFile(const StatesByPath& states, const std::vector<s
   merge(update, states, clearPaths);
   update.createdAt = platform_.clock.now();
   if (!update.createdAt.isFinite() || !createDirectories(path.parent_path())) return false;
-  const auto written = writeFileAtomically(path, encodeJSON(update));
+  const auto written = writeFileAtomically(path, encodeJSON(update), Durability::disposable);
   if (written) file_.remember(path, *written, platform_.clock, std::move(update));
   return written.has_value();
 }

@@ -55,7 +55,8 @@ void MaterializationStatePublisher::publish(TovrinWarpSharedMaterializationState
 void MaterializationStatePublisher::writeStateFile(const TovrinWarpSharedMaterializationState& state) const {
   const auto warp = locateWarpDirectory(platform_.directories);
   if (!warp || !createDirectories(warp->path())) return;
-  std::ignore = writeFileAtomically(warp->materializationState(), encodeMaterializationState(state));
+  std::ignore =
+      writeFileAtomically(warp->materializationState(), encodeMaterializationState(state), Durability::disposable);
 }
 
 }  // namespace tovrin

@@ -48,12 +48,16 @@ struct FileContents {
 /// Regular files only: a pipe in the place of a file fails instead of blocking.
 Result<FileContents> readWholeFile(const std::filesystem::path& path);
 
-/// `durable`: file and directory are synced, so that the file survives a crash of the machine.
-enum class Durability { ordinary, durable };
+/// What a crash of the machine may do to a file that was just written; one of the process does nothing to it.
+enum class Durability {
+  disposable,  ///< the file may be empty afterwards: for what is decoration and soon written anew
+  ordinary,    ///< the old or the new file, as far as the file system keeps data and names in order by itself
+  durable,     ///< file and directory are synced: the new file
+};
 
-/// Writes a temporary file in the same directory, then renames it over `path`; keeps an existing file's mode. On
-/// failure the previous file stays as it was and the temporary file is gone; only a folder that cannot be synced is
-/// found out too late for that. A link at `path` is replaced. Returns the identity of the new file.
+/// Writes a temporary file in the same directory, then gives it the name `path` in one step; keeps an existing file's
+/// mode. On failure the previous file stays as it was and the temporary file is gone; only a folder that cannot be
+/// synced is found out too late for that. A link at `path` is replaced. Returns the identity of the new file.
 Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                          Durability durability = Durability::ordinary);
 

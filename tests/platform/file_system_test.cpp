@@ -152,18 +152,21 @@ TEST_F(Reading, failsForAMissingFile) {
 
 using AtomicWriting = FileSystem;
 
+constexpr std::array kDurabilities{Durability::disposable, Durability::ordinary, Durability::durable};
+
 TEST_F(AtomicWriting, makesAndReplacesFiles) {
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "first").has_value());
-  EXPECT_EQ(readFile(scratch_ / "file"), "first");
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "2nd", Durability::durable).has_value());
-  EXPECT_EQ(readFile(scratch_ / "file"), "2nd");
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "").has_value());
-  EXPECT_EQ(readFile(scratch_ / "file"), "");
-  EXPECT_EQ(filesInScratch(), 1u);
+  for (const Durability durability : kDurabilities) {
+    for (const char* text : {"first", "2nd", ""}) {
+      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", text, durability).has_value());
+      EXPECT_EQ(readFile(scratch_ / "file"), text);
+    }
+    EXPECT_EQ(filesInScratch(), 1u);
+    std::filesystem::remove(scratch_ / "file");
+  }
 }
 
 TEST_F(AtomicWriting, givesTheIdentityOfTheFileInItsPlace) {
-  for (const Durability durability : {Durability::ordinary, Durability::durable}) {
+  for (const Durability durability : kDurabilities) {
     const auto identity = writeFileAtomically(scratch_ / "file", "abc", durability);
     ASSERT_TRUE(identity);
     EXPECT_EQ(*identity, fileAttributes(scratch_ / "file")->identity);
@@ -172,12 +175,14 @@ TEST_F(AtomicWriting, givesTheIdentityOfTheFileInItsPlace) {
 }
 
 TEST_F(AtomicWriting, keepsTheModeOfTheOldFile) {
-  for (const mode_t mode : {0600u, 0444u, 0640u, 0755u}) {
-    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "old").has_value());
-    ASSERT_EQ(chmod((scratch_ / "file").c_str(), mode), 0);
-    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new").has_value());
-    EXPECT_EQ(statusOf(scratch_ / "file").st_mode & 07777, mode);
-    EXPECT_EQ(readFile(scratch_ / "file"), "new");
+  for (const Durability durability : kDurabilities) {
+    for (const mode_t mode : {0600u, 0444u, 0640u, 0755u}) {
+      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "old", durability).has_value());
+      ASSERT_EQ(chmod((scratch_ / "file").c_str(), mode), 0);
+      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new", durability).has_value());
+      EXPECT_EQ(statusOf(scratch_ / "file").st_mode & 07777, mode);
+      EXPECT_EQ(readFile(scratch_ / "file"), "new");
+    }
   }
 }
 
@@ -190,21 +195,27 @@ TEST_F(AtomicWriting, givesANewFileTheModeThatTheUmaskLeaves) {
 }
 
 TEST_F(AtomicWriting, leavesTheOldFileToWhoeverHasItOpen) {
-  writeFile(scratch_ / "file", "old");
-  auto reader = FileHandle::forReading(scratch_ / "file");
-  ASSERT_TRUE(reader);
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new").has_value());
-  std::array<std::byte, 8> buffer;
-  EXPECT_EQ(reader->read(buffer), 3u);
-  EXPECT_EQ(static_cast<char>(buffer[0]), 'o');
+  for (const Durability durability : kDurabilities) {
+    writeFile(scratch_ / "file", "old");
+    auto reader = FileHandle::forReading(scratch_ / "file");
+    ASSERT_TRUE(reader);
+    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new", durability).has_value());
+    std::array<std::byte, 8> buffer;
+    EXPECT_EQ(reader->read(buffer), 3u);
+    EXPECT_EQ(static_cast<char>(buffer[0]), 'o');
+  }
 }
 
 TEST_F(AtomicWriting, replacesALinkAndNotItsTarget) {
   writeFile(scratch_ / "target", "target");
-  std::filesystem::create_symlink("target", scratch_ / "link");
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "link", "new").has_value());
-  EXPECT_EQ(fileAttributes(scratch_ / "link")->type, FileType::regular);
-  EXPECT_EQ(readFile(scratch_ / "target"), "target");
+  for (const Durability durability : kDurabilities) {
+    std::filesystem::create_symlink("target", scratch_ / "link");
+    ASSERT_TRUE(writeFileAtomically(scratch_ / "link", "new", durability).has_value());
+    EXPECT_EQ(fileAttributes(scratch_ / "link")->type, FileType::regular);
+    EXPECT_EQ(readFile(scratch_ / "target"), "target");
+    EXPECT_EQ(filesInScratch(), 2u);
+    std::filesystem::remove(scratch_ / "link");
+  }
 }
 
 TEST_F(AtomicWriting, worksForTheLongestName) {
@@ -221,10 +232,13 @@ TEST_F(AtomicWriting, leavesNothingBehindWhenItFails) {
   EXPECT_EQ(filesInScratch(), 0u);
 
   std::filesystem::create_directory(scratch_ / "folder");
-  const auto overFolder = writeFileAtomically(scratch_ / "folder", "abc");
-  ASSERT_FALSE(overFolder);
-  EXPECT_TRUE(overFolder.error().is(CocoaErrorCode::fileWriteUnknown));
-  EXPECT_EQ(filesInScratch(), 1u);
+  for (const Durability durability : kDurabilities) {
+    const auto overFolder = writeFileAtomically(scratch_ / "folder", "abc", durability);
+    ASSERT_FALSE(overFolder);
+    EXPECT_TRUE(overFolder.error().is(CocoaErrorCode::fileWriteUnknown));
+    EXPECT_TRUE(std::filesystem::is_directory(scratch_ / "folder"));
+    EXPECT_EQ(filesInScratch(), 1u);
+  }
 
   const auto noFolder = writeFileAtomically(scratch_ / "missing/file", "abc");
   ASSERT_FALSE(noFolder);
@@ -236,17 +250,22 @@ TEST_F(AtomicWriting, leavesNothingBehindWhenItFails) {
 TEST_F(AtomicWriting, neverShowsAReaderHalfAFile) {
   const std::string a(200'000, 'a');
   const std::string b(100'000, 'b');
-  ASSERT_TRUE(writeFileAtomically(scratch_ / "file", a).has_value());
-  std::jthread writer([&] {
-    for (int i = 0; i < 100; ++i) std::ignore = writeFileAtomically(scratch_ / "file", i % 2 == 0 ? b : a);
-  });
-  for (int i = 0; i < 200; ++i) {
-    const auto contents = readWholeFile(scratch_ / "file");
-    ASSERT_TRUE(contents);
-    ASSERT_TRUE(contents->bytes == a || contents->bytes == b) << contents->bytes.size();
+  for (const Durability durability : {Durability::disposable, Durability::ordinary}) {
+    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", a).has_value());
+    std::vector<std::jthread> writers;
+    for (const std::string& text : {a, b}) {
+      writers.emplace_back([this, text, durability] {
+        for (int i = 0; i < 50; ++i) std::ignore = writeFileAtomically(scratch_ / "file", text, durability);
+      });
+    }
+    for (int i = 0; i < 200; ++i) {
+      const auto contents = readWholeFile(scratch_ / "file");
+      ASSERT_TRUE(contents);
+      ASSERT_TRUE(contents->bytes == a || contents->bytes == b) << contents->bytes.size();
+    }
+    writers.clear();
+    EXPECT_EQ(filesInScratch(), 1u);
   }
-  writer.join();
-  EXPECT_EQ(filesInScratch(), 1u);
 }
 
 using Directory = FileSystem;

@@ -42,6 +42,12 @@ CopyOutcome copyInKernel(int from, int to, std::int64_t count) {
   return outcome;
 }
 
+/// File systems that do not know the flag have two ways to say so.
+int renameByFlag(const std::filesystem::path& from, const std::filesystem::path& to, unsigned flag) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flag) == 0) return 0;
+  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;
+}
+
 /// Linux lets users keep attributes only under this prefix, and on symbolic links not even those.
 std::string linuxName(const std::string& name) { return "user." + name; }
 
@@ -50,8 +56,11 @@ std::string linuxName(const std::string& name) { return "user." + name; }
 clockid_t uptimeClock() { return CLOCK_MONOTONIC; }
 
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  return errno == EINVAL || errno == ENOSYS ? ENOTSUP : errno;
+  return renameByFlag(from, to, RENAME_NOREPLACE);
+}
+
+int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b) {
+  return renameByFlag(a, b, RENAME_EXCHANGE);
 }
 
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,

@@ -19,6 +19,10 @@ clockid_t uptimeClock();
 /// 0 or an errno: EEXIST when something has the name already, ENOTSUP when the file system cannot promise that.
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to);
 
+/// Swaps the two names in one step. 0 or an errno: ENOENT when one of them is not there, ENOTSUP when the file system
+/// cannot.
+int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b);
+
 /// As getxattr and setxattr; `name` is the macOS name.
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
                       LinkPolicy links);

@@ -12,6 +12,7 @@
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/replacement.h"
 
 namespace tovrin {
 
@@ -75,7 +76,7 @@ int fillAndRename(const FileDescriptor& file, const std::filesystem::path& tempo
     if (const int error = synchronizeDescriptor(file.get()); error != 0) return error;
   }
   if (const int error = closeErrorOfWrites(file.get()); error != 0) return error;
-  return ::rename(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
+  return durability == Durability::disposable ? replaceBySwap(temporary, path) : replaceByRename(temporary, path);
 }
 
 }  // namespace
