@@ -42,6 +42,24 @@ TEST_F(Attributes, tellHowFarADownloadIs) {
   EXPECT_EQ(attribute(big(), kProgress), "100");
 }
 
+TEST_F(Attributes, areReadByThePluginForFiles) {
+  // The plugin itself, and names for the file manager's classes that it derives from.
+  const std::string states = R"(python3 -c '
+import sys, types
+gi = types.ModuleType("gi")
+gi.repository = types.ModuleType("gi.repository")
+gi.repository.GLib = gi.repository.GObject = gi.repository.Nautilus = types.SimpleNamespace(
+    GObject=type("GObject", (), {}), InfoProvider=type("InfoProvider", (), {}))
+sys.modules["gi"], sys.modules["gi.repository"] = gi, gi.repository
+sys.path.insert(0, sys.argv[1])
+sys.dont_write_bytecode = True
+import tovrin
+print(*(tovrin.state(path) for path in sys.argv[2:]))' )"
+                             "'" TOVRIN_SOURCE "/desktop/nautilus' ";
+  EXPECT_EQ(readFile(big()), bytes_);
+  EXPECT_EQ(run(states + "$D/notes.txt $D/big.bin $D $D/nowhere /etc/passwd").output, "remote cached None None None\n");
+}
+
 TEST_F(Attributes, tellTheErrorUntilItIsMadeGood) {
   ASSERT_TRUE(worker_.addFault("flip at=5 route=object times=1"));
   EXPECT_EQ(run("cat $D/notes.txt").status, 1);
