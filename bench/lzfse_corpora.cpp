@@ -11,7 +11,7 @@
 
 #include "lzfse_encoder/lzfse_encoder.h"
 #include "platform/compression_stream.h"
-#include "pseudo_text.h"
+#include "support/pseudo_text.h"
 
 namespace tovrin {
 namespace {
