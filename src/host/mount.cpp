@@ -10,6 +10,7 @@
 
 #include "host/control/control_server.h"
 #include "host/domain.h"
+#include "host/earlier_mount.h"
 #include "host/fuse/session.h"
 #include "host/leftovers.h"
 #include "host/log.h"
@@ -73,7 +74,8 @@ Result<void> serveMount(const MountRequest& request, std::stop_token stop, const
   const Directories& directories = domain.platform().directories;
   TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(directories));
   TOVRIN_TRY(const StoreFolders folders, storeFolders(directories));
-  TOVRIN_TRY(std::unique_ptr<ReplicaStore> store, ReplicaStore::open(folders, request.limits));
+  TOVRIN_TRY(std::unique_ptr<ReplicaStore> store,
+             openStoreAfterEarlierMount(folders, request.limits, directories, stop));
   TOVRIN_TRY(const std::unique_ptr<fuse::Session> session, fuse::Session::mount(request));
   MountedDomain mounted(request, domain, std::move(store), *session);
   TOVRIN_TRY(const std::unique_ptr<ControlServer> control, ControlServer::start(mounted, directories));

@@ -81,6 +81,15 @@ TEST_F(MountPoints, thatTheirOwnerCannotWriteToAreOpenedForTheMount) {
   EXPECT_EQ(modeOf(folder_), 0500U);
 }
 
+TEST_F(MountPoints, tellWhenTheyWereTakenAway) {
+  std::filesystem::create_directory(folder_);
+  const auto point = MountPoint::prepare(folder_);
+  ASSERT_TRUE(point);
+  EXPECT_FALSE(point->hasVanished());
+  std::filesystem::remove(folder_);
+  EXPECT_TRUE(point->hasVanished());
+}
+
 TEST_F(MountPoints, areNotFoldersWithContents) {
   writeFile(folder_ / ".hidden", "a");
   EXPECT_EQ(errorCodeOf(folder_), ENOTEMPTY);

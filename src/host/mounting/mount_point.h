@@ -34,6 +34,8 @@ class [[nodiscard]] MountPoint {
   /// What was done that the user should know, a sentence each.
   const std::vector<std::string>& remarks() const { return remarks_; }
 
+  /// Somebody else has removed the folder since it was prepared.
+  bool hasVanished() const;
   /// To be called once it is mounted: from then on the bare folder below takes no files, if it was made here.
   void seal();
   /// Removes the folder if it was made here.

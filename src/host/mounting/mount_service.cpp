@@ -68,19 +68,23 @@ Result<void> runMountService(const MountServiceSettings& settings, const std::fu
   std::signal(SIGPIPE, SIG_IGN);
   TOVRIN_CHECK(checkMountingIsPossible());
   TOVRIN_CHECK(checkSharingIsAllowed(request));
-  TOVRIN_TRY(MountPoint point, MountPoint::prepare(request.mountpoint));
-  TOVRIN_CHECK(checkNothingIsHidden(point.path(), *makeDirectories(request.container)));
-  for (const std::string& remark : point.remarks()) say(remark);
-  request.mountpoint = point.path();
-  const StopSignals signals([&] { leaveAtOnce(point); });
-  const std::stop_callback stopping(signals.token(),
-                                    [] { tellSystemd("STOPPING=1\nSTATUS=Handing over edits and unmounting"); });
-  return serveMount(request, signals.token(), [&] {
-    point.seal();
-    ready();
-    if (settings.isDaemon) log::setUp(log::Destination::system, settings.logLevel);
-    tellSystemd(fmt::format("READY=1\nSTATUS=Mounted at {}", request.mountpoint.string()));
-  });
+  while (true) {
+    TOVRIN_TRY(MountPoint point, MountPoint::prepare(settings.request.mountpoint));
+    TOVRIN_CHECK(checkNothingIsHidden(point.path(), *makeDirectories(request.container)));
+    for (const std::string& remark : point.remarks()) say(remark);
+    request.mountpoint = point.path();
+    const StopSignals signals([&] { leaveAtOnce(point); });
+    const std::stop_callback stopping(signals.token(),
+                                      [] { tellSystemd("STOPPING=1\nSTATUS=Handing over edits and unmounting"); });
+    Result<void> served = serveMount(request, signals.token(), [&] {
+      point.seal();
+      ready();
+      if (settings.isDaemon) log::setUp(log::Destination::system, settings.logLevel);
+      tellSystemd(fmt::format("READY=1\nSTATUS=Mounted at {}", request.mountpoint.string()));
+    });
+    // An earlier mount that had made the folder removes it as its last step, which this one may have waited for.
+    if (served || !point.hasVanished()) return served;
+  }
 }
 
 }  // namespace tovrin::host
