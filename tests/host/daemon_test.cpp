@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -129,13 +130,21 @@ TEST(StopSignals, askToStopAndThenInsist) {
 TEST(StopSignals, leaveIgnoredSignalsIgnored) {
   EXPECT_EQ(inChild([] {
               signal(SIGHUP, SIG_IGN);
-              const StopSignals signals([] {});
+              std::atomic<bool> insisted = false;
+              const StopSignals signals([&] { insisted = true; });
               kill(getpid(), SIGHUP);
+              // One that is blocked would wait for the thread that listens.
+              sigset_t pending;
+              sigset_t blocked;
+              sigpending(&pending);
+              pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+              EXPECT_FALSE(sigismember(&pending, SIGHUP) || sigismember(&blocked, SIGHUP));
               std::mutex lock;
               std::condition_variable_any changed;
               std::unique_lock hold(lock);
-              kill(getpid(), SIGTERM);  // comes behind the other
+              kill(getpid(), SIGTERM);
               changed.wait(hold, signals.token(), [] { return false; });
+              EXPECT_FALSE(insisted) << "the ignored one was the first";
             }),
             0);
 }

@@ -12,10 +12,15 @@ namespace tovrin::host {
 
 namespace {
 
+/// The kernel delivers an ignored signal when it is blocked: those of nohup and of a shell's background jobs are left
+/// out.
 sigset_t stopSignals() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    struct sigaction action{};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) sigaddset(&set, signal);
+  }
   return set;
 }
 
