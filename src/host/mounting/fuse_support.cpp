@@ -1,5 +1,6 @@
 #include "host/mounting/fuse_support.h"
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -43,6 +44,12 @@ Result<void> checkMountingIsPossible() {
         ENOENT, std::string("Ordinary users mount with fusermount3, which is not installed: it is in the package "
                             "fuse3.") +
                     kOtherwise));
+  }
+  if (geteuid() != 0 && prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1) {
+    return failure(NSError::posix(
+        EPERM,
+        "Ordinary users mount with fusermount3, which gets no rights here: whoever started this has switched on "
+        "NoNewPrivileges, as many sandboxes and options of systemd do."));
   }
   return {};
 }

@@ -103,8 +103,12 @@ Result<void> MountPoint::openFolder() {
   // One that a process left behind which was killed, or that its owner protected likewise.
   sealedMode_ = status.st_mode & ALLPERMS;
   if ((status.st_mode & S_IWUSR) == 0 && status.st_uid == geteuid()) fchmod(folder_, sealedMode_ | S_IWUSR);
-  return {};
+  if (faccessat(folder_, ".", W_OK, 0) == 0) return {};
+  return failure(
+      NSError::posix(EACCES, "This user may not write to the folder, and ordinary users mount only where they may."));
 }
+
+bool MountPoint::hasVanished() const { return access(path_.c_str(), F_OK) != 0 && errno == ENOENT; }
 
 void MountPoint::seal() {
   if (folder_ < 0) return;
