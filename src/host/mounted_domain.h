@@ -85,6 +85,7 @@ class MountedDomain final : public MountControl {
   std::int64_t totalBytes() const { return size_.bytes(); }
   std::int64_t totalFiles() const { return size_.files(); }
   StoreUsage usage() const { return store_->usage(); }
+  std::int64_t roomForEdits() const { return store_->roomForEdits(); }
 
   MountStatus status() override;
   std::vector<EvictOutcome> evict(const std::vector<NSFileProviderItemIdentifier>& items) override;

@@ -181,6 +181,7 @@ TEST_F(Browse, tellsHowMuchThereIsAndWhatItCosts) {
   EXPECT_LE((before.f_blocks - before.f_bfree) * before.f_frsize, 4096U) << "nothing is here yet";
   EXPECT_GE(before.f_blocks * before.f_frsize, std::uint64_t{16 << 20} + 300'000);
   EXPECT_EQ(before.f_namemax, 255U);
+  EXPECT_GT(before.f_bavail, 0U) << "programs that look before they save would not save";
   EXPECT_EQ(readFile(shown() / "Notes/licence.txt").size(), 300'000U);
   struct statvfs after{};
   ASSERT_EQ(statvfs(mountpoint().c_str(), &after), 0);

@@ -56,7 +56,8 @@ void readLink(fuse_req_t request, fuse_ino_t node) {
   }
 }
 
-/// The size is that of all files, and what is used is what the copies take here: `df` tells what a mount costs.
+/// The size is that of all files, and what is used is what the copies take here: `df` tells what a mount costs. What is
+/// available is what can be written, which programs ask for before they save.
 void statistics(fuse_req_t request, fuse_ino_t) {
   constexpr std::int64_t kBlock = 4096;
   const MountedDomain& domain = domainOf(request);
@@ -66,7 +67,8 @@ void statistics(fuse_req_t request, fuse_ino_t) {
   status.f_bsize = status.f_frsize = kBlock;
   const auto blocks = [](std::int64_t bytes) { return static_cast<fsblkcnt_t>((bytes + kBlock - 1) / kBlock); };
   status.f_blocks = blocks(total);
-  status.f_bfree = status.f_bavail = blocks(total) - blocks(used);
+  status.f_bfree = blocks(total) - blocks(used);
+  status.f_bavail = blocks(domain.roomForEdits());
   status.f_files = static_cast<fsfilcnt_t>(domain.totalFiles());
   status.f_namemax = kLongestFileName;
   fuse_reply_statfs(request, &status);

@@ -49,6 +49,7 @@ class LocalReplicaStore final : public ReplicaStore {
   std::vector<Edit> edits() const override;
 
   StoreUsage usage() const override;
+  std::int64_t roomForEdits() const override;
 
  private:
   struct NewCopy {

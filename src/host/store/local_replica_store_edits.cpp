@@ -164,6 +164,12 @@ void LocalReplicaStore::forgetEdit(std::string_view identifier) {
   std::ignore = index_.removeEdit(edit.row);
 }
 
+std::int64_t LocalReplicaStore::roomForEdits() const {
+  std::error_code error;
+  const std::filesystem::space_info disk = std::filesystem::space(places_.edits(), error);
+  return error ? 0 : static_cast<std::int64_t>(disk.available);
+}
+
 std::vector<Edit> LocalReplicaStore::edits() const {
   std::vector<EditRecord> records;
   {

@@ -123,6 +123,8 @@ class ReplicaStore {
   virtual std::vector<Edit> edits() const = 0;
 
   virtual StoreUsage usage() const = 0;
+  /// Bytes that edits may still take on their disk.
+  virtual std::int64_t roomForEdits() const = 0;
 };
 
 }  // namespace tovrin::host
