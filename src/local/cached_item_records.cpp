@@ -1,7 +1,9 @@
 #include "local/cached_item_records.h"
 
 #include <algorithm>
+#include <iterator>
 #include <tuple>
+#include <utility>
 
 #include "foundation/json/coding.h"
 #include "foundation/json/decoder.h"
@@ -90,31 +92,74 @@ Result<CachedItemRecords> CachedItemRecords::decode(std::string_view bytes, cons
   TOVRIN_TRY(TovrinWarpSharedCachedItemsState state, decodeJSON<TovrinWarpSharedCachedItemsState>(bytes));
   const std::string prefix = pendingCopyPrefix(warp);
   CachedItemRecords decoded;
-  decoded.indexByIdentity_.reserve(state.records.size());
-  for (std::uint32_t index = 0; const TovrinWarpSharedCachedItemRecord& record : state.records) {
-    const bool isValid =
-        hasValidOwnFields(record) &&
-        decoded.indexByIdentity_.try_emplace(canonicalForm(recordIdentity(record.warpID, record.relativePath)), index++)
-            .second &&
-        hasValidPendingFields(record, prefix);
-    if (!isValid) return failure(NSError::cocoa(CocoaErrorCode::fileReadCorruptFile));
-    if (hasPendingCopy(record)) ++decoded.pendingCopies_;
+  decoded.stored_.reserve(state.records.size());
+  decoded.byIdentity_.reserve(state.records.size());
+  for (Record& record : state.records) {
+    const bool isValid = hasValidOwnFields(record) && hasValidPendingFields(record, prefix);
+    if (!isValid || !decoded.add(std::move(record)))
+      return failure(NSError::cocoa(CocoaErrorCode::fileReadCorruptFile));
   }
-  decoded.records_ = std::move(state.records);
   return decoded;
 }
 
-const TovrinWarpSharedCachedItemRecord* CachedItemRecords::find(std::string_view warpID,
-                                                                std::string_view relativePath) const {
-  const auto found = indexByIdentity_.find(canonicalForm(recordIdentity(warpID, relativePath)));
-  return found == indexByIdentity_.end() ? nullptr : &records_[found->second];
+bool CachedItemRecords::add(Record record) {
+  const auto added = std::make_shared<const Stored>(Stored{std::move(record), nextNumber_});
+  const Record& kept = added->record;
+  if (!byIdentity_.try_emplace(canonicalForm(recordIdentity(kept.warpID, kept.relativePath)), added).second)
+    return false;
+  stored_.push_back(added);
+  ++nextNumber_;
+  if (hasPendingCopy(kept)) ++pendingCopies_;
+  if (isProtected(kept)) {
+    ++protectedCount_;
+  } else {
+    oldest_ = std::min(oldest_, kept.cachedAt);
+  }
+  return true;
+}
+
+void CachedItemRecords::append(Record record) { add(std::move(record)); }
+
+void CachedItemRecords::erase(std::size_t position) {
+  const Record& record = at(position);
+  if (hasPendingCopy(record)) --pendingCopies_;
+  if (isProtected(record)) --protectedCount_;
+  byIdentity_.erase(canonicalForm(recordIdentity(record.warpID, record.relativePath)));
+  stored_.erase(std::next(stored_.begin(), static_cast<std::ptrdiff_t>(position)));
+}
+
+std::vector<CachedItemRecords::Record> CachedItemRecords::all() const {
+  std::vector<Record> records;
+  records.reserve(stored_.size());
+  for (const SharedStored& stored : stored_) records.push_back(stored->record);
+  return records;
+}
+
+bool CachedItemRecords::are(const std::vector<Record>& records) const {
+  return std::ranges::equal(stored_, records, {},
+                            [](const SharedStored& stored) -> const Record& { return stored->record; });
+}
+
+const CachedItemRecords::Record* CachedItemRecords::find(std::string_view warpID, std::string_view relativePath) const {
+  const auto found = byIdentity_.find(canonicalForm(recordIdentity(warpID, relativePath)));
+  return found == byIdentity_.end() ? nullptr : &found->second->record;
+}
+
+std::optional<std::size_t> CachedItemRecords::positionOf(std::string_view warpID, std::string_view relativePath) const {
+  const auto found = byIdentity_.find(canonicalForm(recordIdentity(warpID, relativePath)));
+  if (found == byIdentity_.end()) return std::nullopt;
+  const auto stored =
+      std::ranges::lower_bound(stored_, found->second->number, {}, [](const SharedStored& one) { return one->number; });
+  return static_cast<std::size_t>(stored - stored_.begin());
 }
 
 bool CachedItemRecords::namesPendingCopy(std::string_view path) const {
-  return std::ranges::any_of(records_, [path](const TovrinWarpSharedCachedItemRecord& record) {
-    return record.pendingWritebackFilePath && *record.pendingWritebackFilePath == path;
+  return std::ranges::any_of(stored_, [path](const SharedStored& stored) {
+    return stored->record.pendingWritebackFilePath && *stored->record.pendingWritebackFilePath == path;
   });
 }
+
+std::string encodeCachedItem(const TovrinWarpSharedCachedItemRecord& record) { return encodeJSON(record); }
 
 std::string encodeCachedItems(const TovrinWarpSharedCachedItemsState& state) { return encodeJSON(state); }
 

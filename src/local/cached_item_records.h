@@ -2,6 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -13,33 +16,63 @@
 
 namespace tovrin {
 
-/// The records of one journal file, all of them valid, with a probe by identity. Immutable.
+/// More are never written.
+inline constexpr std::size_t kMostCachedItemRecords = 20000;
+
+/// The records of one journal file, all of them valid, with a probe by identity. Copies share the records.
 class CachedItemRecords {
  public:
+  using Record = TovrinWarpSharedCachedItemRecord;
+
   CachedItemRecords() = default;
 
   /// The decoder's error for what is no journal of version 1; NSCocoaErrorDomain 259 when any record breaks a rule.
   static Result<CachedItemRecords> decode(std::string_view bytes, const WarpDirectory& warp);
 
-  /// In file order.
-  const std::vector<TovrinWarpSharedCachedItemRecord>& all() const { return records_; }
+  std::size_t count() const { return stored_.size(); }
+  /// By position in the file.
+  const Record& at(std::size_t position) const { return stored_[position]->record; }
+  std::vector<Record> all() const;
+  /// Whether the file holds these records, in their order.
+  bool are(const std::vector<Record>& records) const;
 
   /// The record of this identity, or null.
-  const TovrinWarpSharedCachedItemRecord* find(std::string_view warpID, std::string_view relativePath) const;
+  const Record* find(std::string_view warpID, std::string_view relativePath) const;
+  std::optional<std::size_t> positionOf(std::string_view warpID, std::string_view relativePath) const;
 
   /// Whether a record's edit is kept in this very file.
   bool namesPendingCopy(std::string_view path) const;
 
   /// False spares the caller every other question about edits.
   bool hasPendingCopies() const { return pendingCopies_ > 0; }
+  std::size_t protectedCount() const { return protectedCount_; }
+  /// No record that is not protected was cached before this.
+  Date oldest() const { return oldest_; }
+
+  void erase(std::size_t position);
+  /// At the end of the file. The record is valid, and the first of its identity.
+  void append(Record record);
 
  private:
-  std::vector<TovrinWarpSharedCachedItemRecord> records_;
-  std::unordered_map<std::string, std::uint32_t> indexByIdentity_;  ///< by canonical form
+  struct Stored {
+    Record record;
+    std::uint64_t number = 0;  ///< rises from record to record, so that a record's position is found by it
+  };
+  using SharedStored = std::shared_ptr<const Stored>;
+
+  /// False when a record of this identity is there already.
+  bool add(Record record);
+
+  std::vector<SharedStored> stored_;
+  std::unordered_map<std::string, SharedStored> byIdentity_;  ///< by canonical form
+  std::uint64_t nextNumber_ = 0;
   std::size_t pendingCopies_ = 0;
+  std::size_t protectedCount_ = 0;
+  Date oldest_{std::numeric_limits<double>::infinity()};
 };
 
 std::string encodeCachedItems(const TovrinWarpSharedCachedItemsState& state);
+std::string encodeCachedItem(const TovrinWarpSharedCachedItemRecord& record);
 
 /// The record's edit waits for upload.
 bool hasPendingCopy(const TovrinWarpSharedCachedItemRecord& record);

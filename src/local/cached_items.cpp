@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "local/cached_item_records.h"
+#include "local/cached_items_text.h"
 #include "platform/text.h"
 #include "shared/mutation_lock.h"
 #include "shared/warp_directory.h"
@@ -20,15 +21,28 @@ bool isKept(const Record& record, Date now) {
   return isProtected(record) || record.cachedAt >= now + -kLongestAgeSeconds;
 }
 
-std::vector<Record> keptRecords(const CachedItemRecords& records, Date now, const Record* leftOut = nullptr) {
+/// Whether no record is too old.
+bool isKeptWhole(const CachedItemRecords& records, Date now) { return records.oldest() >= now + -kLongestAgeSeconds; }
+
+bool isOf(const Record& record, std::string_view warpID, std::string_view relativePath) {
+  return canonicallyEqual(recordIdentity(record.warpID, record.relativePath), recordIdentity(warpID, relativePath));
+}
+
+std::vector<Record> keptRecords(const CachedItemRecords& records, Date now,
+                                std::optional<std::size_t> leftOut = std::nullopt) {
   std::vector<Record> kept;
-  kept.reserve(records.all().size() + 1);
-  std::ranges::copy_if(records.all(), std::back_inserter(kept),
-                       [&](const Record& record) { return &record != leftOut && isKept(record, now); });
+  kept.reserve(records.count() + 1);
+  for (std::size_t position = 0; position < records.count(); ++position) {
+    if (position != leftOut && isKept(records.at(position), now)) kept.push_back(records.at(position));
+  }
   return kept;
 }
 
 }  // namespace
+
+CachedItemsJournal::CachedItemsJournal(const Platform& platform) : platform_(platform) {}
+
+CachedItemsJournal::~CachedItemsJournal() = default;
 
 Result<std::shared_ptr<const CachedItemRecords>> CachedItemsJournal::records() {
   TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
@@ -49,17 +63,27 @@ Result<std::vector<Record>> CachedItemsJournal::load() {
 Result<void> CachedItemsJournal::replaceRecord(std::string_view warpID, std::string_view relativePath,
                                                const std::function<Record(const Record* previous)>& change) {
   TOVRIN_TRY(const TovrinWarpSharedMutationLock hold, acquireCachedItemsLock(platform_));
-  TOVRIN_TRY(const auto decoded, records());
+  TOVRIN_TRY(SharedRecords decoded, records());
   const Date now = platform_.clock.now();
   // Identities are unique in a valid file, so there is at most one.
-  const Record* previous = decoded->find(warpID, relativePath);
-  std::vector<Record> changed = keptRecords(*decoded, now, previous);
-  changed.push_back(change(previous != nullptr && isKept(*previous, now) ? previous : nullptr));
+  const std::optional<std::size_t> position = decoded->positionOf(warpID, relativePath);
+  const Record* previous = position && isKept(decoded->at(*position), now) ? &decoded->at(*position) : nullptr;
+  Record record = change(previous);
+
   // A journal that names an edit, or stops naming one, must outlive a crash of the machine; one that only says what was
   // opened need not, and every open would pay for it.
-  const bool wasProtected = previous != nullptr && isProtected(*previous);
-  const bool concernsEdits = wasProtected || std::ranges::any_of(changed, isProtected);
-  return save(std::move(changed), concernsEdits ? Durability::durable : Durability::ordinary);
+  const bool concernsEdits = decoded->protectedCount() > 0 || isProtected(record);
+  const Durability durability = concernsEdits ? Durability::durable : Durability::ordinary;
+  if (recordsOfText_.lock() == decoded && isKeptWhole(*decoded, now) && !isProtected(record) &&
+      isOf(record, warpID, relativePath)) {
+    const bool isFull = decoded->count() == kMostCachedItemRecords;
+    const std::optional<std::size_t> leftOut = position || !isFull ? position : decoded->protectedCount();
+    if (leftOut != kMostCachedItemRecords)
+      return saveReplaced(std::move(decoded), leftOut, std::move(record), durability);
+  }
+  std::vector<Record> changed = keptRecords(*decoded, now, position);
+  changed.push_back(std::move(record));
+  return save(std::move(changed), durability);
 }
 
 bool CachedItemsJournal::hasPendingWriteback(std::string_view warpID, std::string_view relativePath) {

@@ -44,13 +44,15 @@ struct TovrinWarpSharedCachedItemsState {
 std::string recordIdentity(std::string_view warpID, std::string_view relativePath);
 
 class CachedItemRecords;
+class CachedItemsText;
 
 /// The journal of cached items, a file that the main application reads and changes too. Loads look at the file every
 /// time and decode it again only when it changed. Thread-safe; whoever changes it holds the cached-items lock from load
 /// to save.
 class CachedItemsJournal {
  public:
-  explicit CachedItemsJournal(const Platform& platform) : platform_(platform) {}
+  explicit CachedItemsJournal(const Platform& platform);
+  ~CachedItemsJournal();
 
   /// The valid records younger than 30 days, or protected by an edit or a recovery checkpoint, in file order. One bad
   /// record is NSCocoaErrorDomain 259 for the whole file; no file is an empty list.
@@ -75,8 +77,17 @@ class CachedItemsJournal {
   bool hasPendingWriteback(std::string_view warpID, std::string_view relativePath);
 
  private:
+  using SharedRecords = std::shared_ptr<const CachedItemRecords>;
+
+  Result<void> saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut,
+                            TovrinWarpSharedCachedItemRecord record, Durability durability);
+
   Platform platform_;
   DecodedFile<CachedItemRecords> file_;
+
+  // Whoever changes the journal only.
+  std::unique_ptr<CachedItemsText> text_;                 ///< of the journal that was written here last
+  std::weak_ptr<const CachedItemRecords> recordsOfText_;  ///< gone when the file has changed since
 };
 
 }  // namespace tovrin

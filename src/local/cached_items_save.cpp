@@ -1,9 +1,14 @@
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "local/cached_item_records.h"
 #include "local/cached_items.h"
+#include "local/cached_items_text.h"
 #include "shared/warp_directory.h"
 
 namespace tovrin {
@@ -11,13 +16,11 @@ namespace {
 
 using Record = TovrinWarpSharedCachedItemRecord;
 
-constexpr std::size_t kMostRecords = 20000;
-
 /// Protected records first, then as many of the last ordinary ones as there is room for.
 std::vector<Record> capped(std::vector<Record> records) {
   const auto ordinary = std::stable_partition(records.begin(), records.end(), isProtected);
   const auto protectedCount = static_cast<std::size_t>(ordinary - records.begin());
-  const std::size_t room = protectedCount < kMostRecords ? kMostRecords - protectedCount : 0;
+  const std::size_t room = protectedCount < kMostCachedItemRecords ? kMostCachedItemRecords - protectedCount : 0;
   const std::size_t ordinaryCount = records.size() - protectedCount;
   const std::size_t surplus = ordinaryCount > room ? ordinaryCount - room : 0;
   records.erase(ordinary, ordinary + static_cast<std::ptrdiff_t>(surplus));
@@ -39,28 +42,69 @@ bool cutToWholeSeconds(Record& record) {
 
 NSError cannotBeJournalled() { return NSError::cocoa(CocoaErrorCode::fileWriteUnknown); }
 
+/// Both processes refuse a journal with one bad record as a whole, so what would not read back replaces nothing.
+Result<CachedItemRecords> decodedAgain(std::string_view bytes, const std::vector<Record>& records,
+                                       const WarpDirectory& warp) {
+  Result<CachedItemRecords> decoded = CachedItemRecords::decode(bytes, warp);
+  if (!decoded || !decoded->are(records)) return failure(cannotBeJournalled());
+  return decoded;
+}
+
+Result<WrittenFile> replaceJournal(const std::filesystem::path& path, std::span<const std::string_view> pieces,
+                                   Durability durability) {
+  TOVRIN_CHECK(createDirectories(path.parent_path()));
+  TOVRIN_TRY(WrittenFile written, writeFileAtomically(path, pieces, durability));
+  TOVRIN_TRY(const bool isWritten, fileHolds(path, pieces));
+  if (!isWritten) return failure(cannotBeJournalled());
+  return written;
+}
+
 }  // namespace
 
 Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability durability) {
   TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
-  TovrinWarpSharedCachedItemsState state;
-  state.updatedAt = platform_.clock.now();
-  state.records = capped(std::move(records));
-  bool isWritable = cutToWholeSeconds(state.updatedAt);
-  for (Record& record : state.records) isWritable = isWritable && cutToWholeSeconds(record);
+  text_.reset();
+  recordsOfText_.reset();
+  Date updatedAt = platform_.clock.now();
+  records = capped(std::move(records));
+  bool isWritable = cutToWholeSeconds(updatedAt);
+  for (Record& record : records) isWritable = isWritable && cutToWholeSeconds(record);
   if (!isWritable) return failure(cannotBeJournalled());
 
-  // Decoded before it replaces anything: both processes refuse a journal with one bad record as a whole.
-  const std::string bytes = encodeCachedItems(state);
-  Result<CachedItemRecords> decoded = CachedItemRecords::decode(bytes, warp);
-  if (!decoded || decoded->all() != state.records) return failure(cannotBeJournalled());
+  auto text = std::make_unique<CachedItemsText>(records);
+  const auto pieces = text->pieces(updatedAt);
+  std::string bytes;
+  for (const std::string_view piece : pieces) bytes += piece;
+  TOVRIN_TRY(CachedItemRecords decoded, decodedAgain(bytes, records, warp));
+  TOVRIN_TRY(WrittenFile written, replaceJournal(warp.cachedItems(), pieces, durability));
+  recordsOfText_ = file_.remember(warp.cachedItems(), std::move(written), std::move(decoded));
+  text_ = std::move(text);
+  return {};
+}
 
-  const std::filesystem::path path = warp.cachedItems();
-  TOVRIN_CHECK(createDirectories(path.parent_path()));
-  TOVRIN_CHECK(writeFileAtomically(path, bytes, durability));
-  TOVRIN_TRY(const FileContents readBack, readWholeFile(path));
-  if (readBack.bytes != bytes) return failure(cannotBeJournalled());
-  file_.remember(path, readBack.identity, platform_.clock, *std::move(decoded));
+Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut, Record record,
+                                              Durability durability) {
+  TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
+  // Not kept unless all goes well.
+  std::unique_ptr<CachedItemsText> text = std::move(text_);
+  recordsOfText_.reset();
+  Date updatedAt = platform_.clock.now();
+  if (!cutToWholeSeconds(updatedAt) || !cutToWholeSeconds(record)) return failure(cannotBeJournalled());
+
+  // The others have been decoded from the very text that is written again.
+  const std::string alone = encodeCachedItems({.updatedAt = updatedAt, .records = {record}});
+  TOVRIN_CHECK(decodedAgain(alone, {record}, warp));
+  if (leftOut) text->erase(*leftOut);
+  text->append(record);
+  TOVRIN_TRY(WrittenFile written, replaceJournal(warp.cachedItems(), text->pieces(updatedAt), durability));
+  const SharedRecords changed =
+      file_.rewrite(warp.cachedItems(), std::move(written), std::move(records), [&](CachedItemRecords& kept) {
+        if (leftOut) kept.erase(*leftOut);
+        kept.append(std::move(record));
+      });
+  if (changed == nullptr) return {};
+  recordsOfText_ = changed;
+  text_ = std::move(text);
   return {};
 }
 

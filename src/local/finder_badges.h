@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -11,8 +12,8 @@
 #include "foundation/date.h"
 #include "foundation/result.h"
 #include "platform/extended_attributes.h"
+#include "platform/file_system.h"
 #include "platform/platform.h"
-#include "shared/decoded_file.h"
 
 namespace tovrin {
 
@@ -35,12 +36,16 @@ struct TovrinWarpSharedFinderBadgeUpdate {
   std::vector<std::string> clearPaths;
 };
 
+class PublishedBadges;
+
 /// Badges, tags and label colours. All of it is decoration: no operation reports an error. Thread-safe.
 class FinderBadges {
  public:
-  explicit FinderBadges(const Platform& platform) : platform_(platform) {}
+  explicit FinderBadges(const Platform& platform);
+  ~FinderBadges();
 
-  /// Merges into the shared file and posts the notification after a successful write. A path both cleared and given a
+  /// Merges into the shared file and posts the notification after a successful write, which is left out when the file
+  /// would stay as it is to the byte. A path both cleared and given a
   /// state ends with the state. Paths are standardized, and the same path when they are canonically equivalent.
   void publish(const std::map<std::string, TovrinWarpSharedFinderBadgeState>& states,
                const std::vector<std::string>& clearPaths);
@@ -55,7 +60,11 @@ class FinderBadges {
 
   Platform platform_;
   std::mutex publishLock_;  ///< from reading the old file to writing the new one
-  DecodedFile<TovrinWarpSharedFinderBadgeUpdate> file_;
+
+  // What was written here last.
+  std::filesystem::path path_;
+  std::optional<WrittenFile> written_;
+  std::unique_ptr<PublishedBadges> published_;
 };
 
 /// Writes the tags attribute when it differs, then the label colour that the tags carry (the last one that carries

@@ -31,43 +31,71 @@ class DecodedFile {
     const Date readAt = clock.now();
     TOVRIN_TRY(const FileContents contents, readWholeFile(path));
     Result<Value> value = decode(contents.bytes);
-    Result<Shared> shared = value ? Result<Shared>(std::make_shared<const Value>(*std::move(value)))
-                                  : Result<Shared>(failure(std::move(value).error()));
-    keep(path, contents.identity, readAt, shared);
+    Result<Kept> shared = value ? Result<Kept>(std::make_shared<Value>(*std::move(value)))
+                                : Result<Kept>(failure(std::move(value).error()));
+    if (!mayStillChangeUnseen(contents.identity, readAt)) keep(path, contents.identity, shared);
     return shared;
   }
 
   /// What `load` would return without decoding; nothing when it would decode.
   std::optional<Result<Shared>> unchanged(const std::filesystem::path& path) {
     const std::lock_guard hold(lock_);
-    return isUnchanged(path) ? kept_ : std::nullopt;
+    if (!isUnchanged(path)) return std::nullopt;
+    return Result<Shared>(*kept_);
   }
 
-  /// Takes a value that the caller has just written to the file.
-  void remember(const std::filesystem::path& path, const FileIdentity& identity, const Clock& clock, Value value) {
+  /// Takes a value that the caller has just written to the file. However young the file is: what may take its place is
+  /// another file, and while this one is open its inode is nobody else's.
+  Shared remember(const std::filesystem::path& path, WrittenFile written, Value value) {
+    auto shared = std::make_shared<Value>(std::move(value));
     const std::lock_guard hold(lock_);
-    kept_.reset();
-    keep(path, identity, clock.now(), std::make_shared<const Value>(std::move(value)));
+    keepWritten(path, std::move(written), shared);
+    return shared;
+  }
+
+  /// Takes what `change(Value&)` makes of `base`, which `load` gave to the caller, who has just written that to the
+  /// file. Changes the value itself when nobody else has it, else a copy. Null, and nothing is kept, when the file was
+  /// loaded anew meanwhile.
+  template <class Change>
+  Shared rewrite(const std::filesystem::path& path, WrittenFile written, Shared base, Change&& change) {
+    const std::lock_guard hold(lock_);
+    auto kept = std::exchange(kept_, std::nullopt);
+    if (!kept || !*kept || **kept != base) return nullptr;
+    std::shared_ptr<Value> value = *std::move(*kept);
+    kept.reset();
+    base.reset();
+    if (value.use_count() > 1) value = std::make_shared<Value>(*value);
+    change(*value);
+    keepWritten(path, std::move(written), value);
+    return value;
   }
 
  private:
+  using Kept = std::shared_ptr<Value>;
+
   bool isUnchanged(const std::filesystem::path& path) const {
     if (!kept_ || path != path_) return false;
     const auto attributes = fileAttributes(path);
     return attributes && attributes->identity == identity_;
   }
 
-  void keep(const std::filesystem::path& path, const FileIdentity& identity, Date at, Result<Shared> value) {
-    if (mayStillChangeUnseen(identity, at)) return;
+  void keep(const std::filesystem::path& path, const FileIdentity& identity, Result<Kept> value) {
     path_ = path;
     identity_ = identity;
+    written_.reset();
     kept_ = std::move(value);
+  }
+
+  void keepWritten(const std::filesystem::path& path, WrittenFile written, Kept value) {
+    keep(path, written.identity, std::move(value));
+    written_ = std::move(written.file);
   }
 
   std::mutex lock_;
   std::filesystem::path path_;
   FileIdentity identity_;
-  std::optional<Result<Shared>> kept_;
+  std::optional<FileHandle> written_;  ///< the file, when it was written here
+  std::optional<Result<Kept>> kept_;
 };
 
 }  // namespace tovrin

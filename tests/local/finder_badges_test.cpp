@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <map>
@@ -157,6 +159,65 @@ TEST_F(FinderBadgeFile, losesNoStateOfAnotherThread) {
   std::size_t states = 0;
   for (std::size_t at = all.find("\"cached\""); at != std::string::npos; at = all.find("\"cached\"", at + 1)) ++states;
   EXPECT_EQ(states, static_cast<std::size_t>(kThreads * kPaths));
+}
+
+TEST_F(FinderBadgeFile, isNotWrittenAgainWhereNothingChanges) {
+  badges_.publish({{"/a", State::opening}}, {});
+  const auto before = fileAttributes(file());
+  badges_.publish({{"/a", State::opening}}, {});
+  EXPECT_EQ(fileAttributes(file())->identity, before->identity);
+  EXPECT_EQ(platform_.notifications.posted().size(), 2u) << "whoever listens is told all the same";
+  platform_.clock.advance(1);
+  badges_.publish({{"/a", State::opening}}, {});
+  EXPECT_EQ(readFile(file()),
+            R"({"createdAt":"2023-11-14T22:13:21Z","badgeStatesByPath":{"/a":"opening"},"clearPaths":[]})");
+}
+
+TEST_F(FinderBadgeFile, isWrittenAgainWhereItIsGone) {
+  badges_.publish({{"/a", State::opening}}, {});
+  std::filesystem::remove(file());
+  badges_.publish({{"/b", State::opening}}, {});
+  EXPECT_EQ(text(), R"({"badgeStatesByPath":{"/b":"opening"},"clearPaths":[]})");
+}
+
+TEST_F(FinderBadgeFile, keepsWhatAnotherProcessPublishedInAFileOfTheSameSizeAndTime) {
+  badges_.publish({{"/a", State::cached}}, {});
+  struct stat old{};
+  ASSERT_EQ(stat(file().c_str(), &old), 0);
+  const std::filesystem::path other = platform_.scratch / "other";
+  writeFile(other, R"({"createdAt":"2023-11-14T22:13:20Z","badgeStatesByPath":{"/b":"cached"},"clearPaths":[]})");
+  const timespec times[] = {old.st_atim, old.st_mtim};
+  ASSERT_EQ(utimensat(AT_FDCWD, other.c_str(), times, 0), 0);
+  std::filesystem::rename(other, file());
+  badges_.publish({{"/c", State::cached}}, {});
+  EXPECT_EQ(text(), R"({"badgeStatesByPath":{"/b":"cached","/c":"cached"},"clearPaths":[]})");
+}
+
+TEST_F(FinderBadgeFile, growsAndShrinksInAnyOrder) {
+  for (const char* path : {"/m", "/a", "/z", "/q"}) badges_.publish({{path, State::opening}}, {});
+  badges_.publish({{"/q", State::cached}, {"/a", State::issue}}, {"/z"});
+  EXPECT_EQ(text(), R"({"badgeStatesByPath":{"/a":"issue","/m":"opening","/q":"cached"},"clearPaths":["/z"]})");
+  badges_.publish({{"/z", State::cached}}, {"/a", "/m", "/q"});
+  EXPECT_EQ(text(), R"({"badgeStatesByPath":{"/z":"cached"},"clearPaths":["/a","/m","/q"]})");
+}
+
+TEST_F(FinderBadgeFile, keepsBothSpellingsThatAnotherProcessWrote) {
+  writeFile(file(),
+            "{\"createdAt\":\"2023-01-01T00:00:00Z\",\"badgeStatesByPath\":{\"/e\u0301\":\"issue\",\"/\u00e9\":"
+            "\"opening\"},\"clearPaths\":[]}");
+  badges_.publish({{"/\u00e9", State::cached}}, {});
+  EXPECT_NE(text().find("\"/\u00e9\":\"cached\""), std::string::npos);
+  EXPECT_NE(text().find("\"/e\u0301\":\"issue\""), std::string::npos);
+}
+
+TEST_F(FinderBadgeFile, isRightAgainAfterAWriteThatFailed) {
+  badges_.publish({{"/a", State::cached}}, {});
+  std::filesystem::remove(file());
+  std::filesystem::create_directories(file() / "in the way");
+  badges_.publish({{"/b", State::cached}}, {});
+  std::filesystem::remove_all(file());
+  badges_.publish({{"/c", State::cached}}, {});
+  EXPECT_EQ(text(), R"({"badgeStatesByPath":{"/c":"cached"},"clearPaths":[]})");
 }
 
 TEST_F(FinderBadgeFile, keepsTwentyThousandPaths) {

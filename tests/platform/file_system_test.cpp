@@ -167,10 +167,10 @@ TEST_F(AtomicWriting, makesAndReplacesFiles) {
 
 TEST_F(AtomicWriting, givesTheIdentityOfTheFileInItsPlace) {
   for (const Durability durability : kDurabilities) {
-    const auto identity = writeFileAtomically(scratch_ / "file", "abc", durability);
-    ASSERT_TRUE(identity);
-    EXPECT_EQ(*identity, fileAttributes(scratch_ / "file")->identity);
-    EXPECT_EQ(*identity, readWholeFile(scratch_ / "file")->identity);
+    const auto written = writeFileAtomically(scratch_ / "file", "abc", durability);
+    ASSERT_TRUE(written);
+    EXPECT_EQ(written->identity, fileAttributes(scratch_ / "file")->identity);
+    EXPECT_EQ(written->identity, readWholeFile(scratch_ / "file")->identity);
   }
 }
 

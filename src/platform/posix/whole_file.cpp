@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
@@ -20,6 +22,7 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
+constexpr std::size_t kCompareBytes = 256 << 10;
 
 /// Appends to `bytes` until it holds `length` bytes or the file ends; 0 or an errno.
 int readUpTo(int descriptor, std::string& bytes, std::size_t length) {
@@ -68,8 +71,10 @@ int closeErrorOfWrites(int descriptor) {
 }
 
 int fillAndRename(const FileDescriptor& file, const std::filesystem::path& temporary, const std::filesystem::path& path,
-                  std::optional<mode_t> oldMode, std::string_view bytes, Durability durability) {
-  if (const int error = writeAll(file.get(), bytes); error != 0) return error;
+                  std::optional<mode_t> oldMode, std::span<const std::string_view> pieces, Durability durability) {
+  for (const std::string_view piece : pieces) {
+    if (const int error = writeAll(file.get(), piece); error != 0) return error;
+  }
   // A file system without modes refuses; the file then keeps the narrow mode that it was made with.
   if (oldMode) std::ignore = fchmod(file.get(), *oldMode);
   if (durability == Durability::durable) {
@@ -93,15 +98,29 @@ Result<FileContents> readWholeFile(const std::filesystem::path& path) {
   return failure(fileError(ENOMEM, FileOperation::read, path));
 }
 
-Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
-                                         Durability durability) {
+Result<bool> fileHolds(const std::filesystem::path& path, std::span<const std::string_view> pieces) {
+  TOVRIN_TRY(FileHandle file, FileHandle::forReading(path));
+  std::vector<std::byte> buffer(kCompareBytes);
+  for (std::string_view piece : pieces) {
+    while (!piece.empty()) {
+      TOVRIN_TRY(const std::size_t count, file.read(std::span(buffer).first(std::min(buffer.size(), piece.size()))));
+      if (count == 0 || std::memcmp(buffer.data(), piece.data(), count) != 0) return false;
+      piece.remove_prefix(count);
+    }
+  }
+  TOVRIN_TRY(const std::size_t surplus, file.read(std::span(buffer).first(1)));
+  return surplus == 0;
+}
+
+Result<WrittenFile> writeFileAtomically(const std::filesystem::path& path, std::span<const std::string_view> pieces,
+                                        Durability durability) {
   const std::optional<mode_t> oldMode = modeOfRegularFile(path);
   const std::filesystem::path temporary = path.parent_path() / ("." + makeUUIDString() + ".partial");
   const mode_t mode = oldMode ? *oldMode & 0600 : kNewFileMode;
-  const FileDescriptor file = FileDescriptor::open(temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
+  FileDescriptor file = FileDescriptor::open(temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
   if (!file.isOpen()) return failure(fileError(errno, FileOperation::create, path));
 
-  if (const int error = fillAndRename(file, temporary, path, oldMode, bytes, durability); error != 0) {
+  if (const int error = fillAndRename(file, temporary, path, oldMode, pieces, durability); error != 0) {
     ::unlink(temporary.c_str());
     return failure(fileError(error, FileOperation::create, path));
   }
@@ -114,7 +133,7 @@ Result<FileIdentity> writeFileAtomically(const std::filesystem::path& path, std:
   // ctime.
   struct stat status;
   if (fstat(file.get(), &status) != 0) return failure(fileError(errno, FileOperation::create, path));
-  return fileIdentity(status);
+  return WrittenFile{fileIdentity(status), FileHandle::owning(file.release())};
 }
 
 }  // namespace tovrin

@@ -1,0 +1,114 @@
+#include "shared/decoded_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "support/scratch_folder.h"
+#include "support/test_platform.h"
+
+namespace tovrin {
+namespace {
+
+/// Files here are younger than the clock: none is trusted because of its age.
+class DecodedText : public testing::Test {
+ protected:
+  std::string load() {
+    const auto loaded = file_.load(path_, clock_, [this](const std::string& bytes) -> Result<std::string> {
+      ++decodings_;
+      return bytes;
+    });
+    return loaded ? **loaded : "";
+  }
+
+  WrittenFile write(std::string_view text) { return *writeFileAtomically(path_, text, Durability::disposable); }
+
+  /// As another process would, with the modification time of the file that is there.
+  void replaceKeepingTheTime(std::string_view text) {
+    struct stat old{};
+    ASSERT_EQ(stat(path_.c_str(), &old), 0);
+    const std::filesystem::path other = scratch_ / "other";
+    writeFile(other, text);
+    const timespec times[] = {old.st_atim, old.st_mtim};
+    ASSERT_EQ(utimensat(AT_FDCWD, other.c_str(), times, 0), 0);
+    std::filesystem::rename(other, path_);
+  }
+
+  ScratchFolder scratch_;
+  TestClock clock_;
+  const std::filesystem::path path_ = scratch_ / "file";
+  DecodedFile<std::string> file_;
+  int decodings_ = 0;
+};
+
+TEST_F(DecodedText, isReadAgainWhileAFileOfOthersIsYoung) {
+  writeFile(path_, "one");
+  EXPECT_EQ(load(), "one");
+  EXPECT_EQ(load(), "one");
+  EXPECT_EQ(decodings_, 2);
+}
+
+TEST_F(DecodedText, ofAFileWrittenHereIsNotDecoded) {
+  file_.remember(path_, write("one"), "one");
+  EXPECT_EQ(load(), "one");
+  EXPECT_EQ(decodings_, 0);
+}
+
+TEST_F(DecodedText, isReadAgainWhenAnotherFileOfTheSameSizeAndTimeIsThere) {
+  file_.remember(path_, write("one"), "one");
+  replaceKeepingTheTime("two");
+  EXPECT_EQ(load(), "two");
+  EXPECT_EQ(decodings_, 1);
+}
+
+TEST_F(DecodedText, isNeverThatOfAFileThatGotTheFreedInode) {
+  for (int round = 0; round < 50; ++round) {
+    const std::string mine = "m" + std::to_string(round % 10);
+    const std::string theirs = "t" + std::to_string(round % 10);
+    file_.remember(path_, write(mine), mine);
+    std::filesystem::remove(path_);
+    writeFile(path_, theirs);
+    ASSERT_EQ(load(), theirs) << round;
+  }
+}
+
+TEST_F(DecodedText, isGoneWithItsFile) {
+  file_.remember(path_, write("one"), "one");
+  std::filesystem::remove(path_);
+  EXPECT_EQ(load(), "");
+}
+
+TEST_F(DecodedText, changesWithTheFileThatItsOwnerWrites) {
+  auto base = file_.remember(path_, write("one"), "one");
+  const std::string* before = base.get();
+  auto written = write("one!");
+  const auto changed =
+      file_.rewrite(path_, std::move(written), std::move(base), [](std::string& text) { text += "!"; });
+  EXPECT_EQ(*changed, "one!");
+  EXPECT_EQ(changed.get(), before) << "nobody else had it, so it needs no copy";
+  EXPECT_EQ(load(), "one!");
+  EXPECT_EQ(decodings_, 0);
+}
+
+TEST_F(DecodedText, staysAsItIsForWhoeverHasIt) {
+  auto base = file_.remember(path_, write("one"), "one");
+  const auto reader = base;
+  const auto changed = file_.rewrite(path_, write("one!"), std::move(base), [](std::string& text) { text += "!"; });
+  EXPECT_EQ(*reader, "one");
+  EXPECT_EQ(*changed, "one!");
+}
+
+TEST_F(DecodedText, isNotChangedOnceTheFileWasLoadedAnew) {
+  auto base = file_.remember(path_, write("one"), "one");
+  replaceKeepingTheTime("two");
+  EXPECT_EQ(load(), "two");
+  const auto changed = file_.rewrite(path_, write("one!"), std::move(base), [](std::string& text) { text += "!"; });
+  EXPECT_EQ(changed, nullptr);
+  EXPECT_EQ(load(), "one!");
+  EXPECT_EQ(decodings_, 2);
+}
+
+}  // namespace
+}  // namespace tovrin
