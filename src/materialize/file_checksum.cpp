@@ -1,9 +1,9 @@
 #include "materialize/file_checksum.h"
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <utility>
-#include <vector>
 
 #include "materialize/errors.h"
 #include "platform/file_system.h"
@@ -18,12 +18,14 @@ constexpr std::size_t kHashChunkBytes = 1048576;
 
 Result<std::string> sha256HexOfFile(const std::filesystem::path& file, std::stop_token stop) {
   TOVRIN_TRY(FileHandle handle, FileHandle::forReading(file));
-  std::vector<std::byte> buffer(kHashChunkBytes);
+  // Not filled with zeros, which would cost more than a small file's hash.
+  const auto memory = std::make_unique_for_overwrite<std::byte[]>(kHashChunkBytes);
+  const std::span buffer(memory.get(), kHashChunkBytes);
   SHA256 hash;
   while (!stop.stop_requested()) {
     TOVRIN_TRY(const std::size_t count, handle.read(buffer));
     if (count == 0) return hash.finalizeHex();
-    hash.update(std::span(buffer).first(count));
+    hash.update(buffer.first(count));
   }
   return failure(NSError::cocoa(CocoaErrorCode::userCancelled));
 }

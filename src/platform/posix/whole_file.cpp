@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
-#include <vector>
 
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
-constexpr std::size_t kCompareBytes = 256 << 10;
+constexpr std::size_t kCompareBytes = 64 << 10;
 
 /// Appends to `bytes` until it holds `length` bytes or the file ends; 0 or an errno.
 int readUpTo(int descriptor, std::string& bytes, std::size_t length) {
@@ -100,15 +100,16 @@ Result<FileContents> readWholeFile(const std::filesystem::path& path) {
 
 Result<bool> fileHolds(const std::filesystem::path& path, std::span<const std::string_view> pieces) {
   TOVRIN_TRY(FileHandle file, FileHandle::forReading(path));
-  std::vector<std::byte> buffer(kCompareBytes);
+  const auto memory = std::make_unique_for_overwrite<std::byte[]>(kCompareBytes);
+  const std::span buffer(memory.get(), kCompareBytes);
   for (std::string_view piece : pieces) {
     while (!piece.empty()) {
-      TOVRIN_TRY(const std::size_t count, file.read(std::span(buffer).first(std::min(buffer.size(), piece.size()))));
+      TOVRIN_TRY(const std::size_t count, file.read(buffer.first(std::min(buffer.size(), piece.size()))));
       if (count == 0 || std::memcmp(buffer.data(), piece.data(), count) != 0) return false;
       piece.remove_prefix(count);
     }
   }
-  TOVRIN_TRY(const std::size_t surplus, file.read(std::span(buffer).first(1)));
+  TOVRIN_TRY(const std::size_t surplus, file.read(buffer.first(1)));
   return surplus == 0;
 }
 
