@@ -129,7 +129,7 @@ bool isUsableWarpID(std::string_view warpID) {
 Result<void> writeMarker(const std::filesystem::path& folder, const std::string& warpID) {
   JSONObject object;
   object.add("warpID", warpID);
-  TOVRIN_TRY([[maybe_unused]] const FileIdentity identity, writeFileAtomically(folder / kMarkerName, object.finish()));
+  TOVRIN_CHECK(writeFileAtomically(folder / kMarkerName, object.finish()));
   return {};
 }
 
@@ -153,7 +153,7 @@ Result<std::filesystem::path> Container::writeManifest(const std::string& warpID
   TOVRIN_TRY([[maybe_unused]] const TovrinWarpSharedManifest accepted, decodeManifest(bytes));
   TOVRIN_CHECK(createDirectories(warps_.manifestMirror()));
   std::filesystem::path path = warps_.manifestMirror() / (warpID + std::string(kManifestExtension));
-  TOVRIN_TRY([[maybe_unused]] const FileIdentity identity, writeFileAtomically(path, bytes));
+  TOVRIN_CHECK(writeFileAtomically(path, bytes));
   return path;
 }
 
@@ -177,8 +177,7 @@ Result<std::vector<std::string>> Container::mirroredWarpIDs() const {
 }
 
 Result<void> Container::writeVisibility(const std::vector<std::string>& warpIDs) {
-  TOVRIN_TRY([[maybe_unused]] const FileIdentity identity,
-             writeFileAtomically(warps_.visibilityIndex(), visibilityJSON(warpIDs, systemClock().now())));
+  TOVRIN_CHECK(writeFileAtomically(warps_.visibilityIndex(), visibilityJSON(warpIDs, systemClock().now())));
   return {};
 }
 
@@ -223,8 +222,7 @@ Result<void> Container::destroy(const std::vector<std::string>& warpIDs, Manifes
                        .destroyedAt = systemClock().now()});
   }
   // The tombstones first: with them in place, a manifest that stays by accident is not offered.
-  TOVRIN_TRY([[maybe_unused]] const FileIdentity identity,
-             writeFileAtomically(warps_.destroyedManifestIndex(), tombstonesJSON(records, systemClock().now())));
+  TOVRIN_CHECK(writeFileAtomically(warps_.destroyedManifestIndex(), tombstonesJSON(records, systemClock().now())));
   if (hasIndex()) {
     TOVRIN_TRY(std::vector<std::string> visible, indexedWarpIDs());
     removeAll(visible, warpIDs);
