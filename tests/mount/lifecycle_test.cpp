@@ -149,6 +149,26 @@ until_true settled
   EXPECT_EQ(ended.status, 0);
 }
 
+TEST_F(Lifecycle, endsWhenToldAlsoOutOfSightAndLeavesALaterMountAlone) {
+  const Ended ended = system(R"sh(
+tovrin mount $M
+first=$(server)
+exec {file}<$D/notes.txt
+tovrin unmount --lazy $M
+mkdir -p other/Warp
+tovrin --container other mount $M
+kill -TERM $first
+until_true refused test -e /proc/$first
+refused cat <&$file 2>&1 | grep -o "Transport endpoint is not connected"
+ls $M
+exec {file}<&-
+tovrin --container other unmount $M
+settled
+)sh");
+  EXPECT_EQ(ended.output, "Transport endpoint is not connected\nWarped Files\n");
+  EXPECT_EQ(ended.status, 0);
+}
+
 }  // namespace
 
 }  // namespace tovrin

@@ -1,22 +1,27 @@
 #include "host/fuse/session.h"
 
-#include <sys/statvfs.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "host/fuse/operations.h"
 #include "host/log.h"
+#include "host/mounting/mount_table.h"
 
 namespace tovrin::host::fuse {
 
 namespace {
 
 constexpr unsigned kMostThreads = 64;
+/// Interrupts a wait, and does nothing else.
+constexpr int kWakeSignal = SIGUSR1;
 
 /// What libfuse said last: the only place where it tells why it could not mount.
 class LibraryMessages {
@@ -75,33 +80,41 @@ Result<std::unique_ptr<Session>> Session::mount(const MountRequest& request) {
   if (fuse_session_mount(session->session_, request.mountpoint.c_str()) != 0) {
     return failure(mountError("The file system could not be mounted."));
   }
+  session->device_ = deviceMountedAt(request.mountpoint);
   return session;
 }
 
 Session::~Session() {
   if (session_ == nullptr) return;
-  fuse_session_unmount(session_);
+  // Once it was unmounted lazily, what is mounted there is another's.
+  if (deviceMountedAt(mountpoint_) == device_) fuse_session_unmount(session_);
   fuse_session_destroy(session_);
-  if (waker_.joinable()) waker_.join();  // the connection is gone: whatever it waited for has failed
 }
 
 void Session::serve(MountedDomain& domain) {
   domain_ = &domain;
+  struct sigaction wake{};
+  wake.sa_handler = [](int) {};
+  sigaction(kWakeSignal, &wake, nullptr);
+  server_ = pthread_self();
+  isServing_ = true;
   fuse_loop_config* configuration = fuse_loop_cfg_create();
   fuse_loop_cfg_set_clone_fd(configuration, 1);
   fuse_loop_cfg_set_max_threads(configuration, kMostThreads);
   fuse_session_loop_mt(session_, configuration);
+  isServing_ = false;
   fuse_loop_cfg_destroy(configuration);
 }
 
 void Session::end() {
   fuse_session_exit(session_);
-  // The threads wait for requests: one more wakes the first, which ends the others. When they end before it comes,
-  // nobody answers it until the connection is closed, so nobody here may wait for that.
-  waker_ = std::thread([mountpoint = mountpoint_] {
-    struct statvfs ignored;
-    statvfs(mountpoint.c_str(), &ignored);
-  });
+  // The serving thread waits for one of those that answer. A request of ours would wake that, but none arrives once the
+  // mount is out of sight. A signal that comes before the wait is lost.
+  constexpr std::chrono::milliseconds kBetweenSignals{2};
+  while (isServing_) {
+    pthread_kill(server_, kWakeSignal);
+    std::this_thread::sleep_for(kBetweenSignals);
+  }
 }
 
 void Session::nameChanged(NodeID parent, const std::string& name) {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <pthread.h>
+#include <sys/types.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "foundation/result.h"
 #include "host/fuse/library.h"
@@ -19,7 +21,8 @@ class Session final : public KernelCache {
  public:
   /// Mounts. From here on programs that touch the mount point wait until `serve` runs. A failure has libfuse's words.
   static Result<std::unique_ptr<Session>> mount(const MountRequest& request);
-  /// Takes the mount off its place, out of sight at once; programs that have files open get ENOTCONN.
+  /// Takes the mount off its place if it is still there, out of sight at once; programs that have files open get
+  /// ENOTCONN.
   ~Session() override;
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -44,11 +47,13 @@ class Session final : public KernelCache {
   explicit Session(std::filesystem::path mountpoint) : mountpoint_(std::move(mountpoint)) {}
 
   const std::filesystem::path mountpoint_;
+  dev_t device_ = 0;  ///< the st_dev of everything on it
   bool kernelJudgesPermissions_ = false;
   fuse_session* session_ = nullptr;
   MountedDomain* domain_ = nullptr;
   PendingOpens pendingOpens_;
-  std::thread waker_;  ///< of the serving threads, once they are to end
+  pthread_t server_{};  ///< the thread in `serve`, while it is serving
+  std::atomic<bool> isServing_ = false;
 };
 
 /// Of the request's mount.

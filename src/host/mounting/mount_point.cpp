@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <tuple>
 
 #include "host/mounting/fusermount.h"
 
@@ -112,8 +113,14 @@ bool MountPoint::hasVanished() const { return access(path_.c_str(), F_OK) != 0 &
 
 void MountPoint::seal() {
   if (folder_ < 0) return;
+  device_ = deviceMountedAt(path_);
   fchmod(folder_, sealedMode_);
   close(std::exchange(folder_, -1));
+}
+
+void MountPoint::takeOff() const {
+  const bool isSealed = folder_ < 0;
+  if (!isSealed || deviceMountedAt(path_) == device_) std::ignore = takeOffMountpoint(path_, UnmountMode::lazily);
 }
 
 void MountPoint::removeFolder() {
@@ -125,7 +132,8 @@ MountPoint::MountPoint(MountPoint&& other) noexcept
       remarks_(std::move(other.remarks_)),
       isMade_(std::exchange(other.isMade_, false)),
       folder_(std::exchange(other.folder_, -1)),
-      sealedMode_(other.sealedMode_) {}
+      sealedMode_(other.sealedMode_),
+      device_(other.device_) {}
 
 MountPoint::~MountPoint() {
   seal();

@@ -38,6 +38,8 @@ class [[nodiscard]] MountPoint {
   bool hasVanished() const;
   /// To be called once it is mounted: from then on the bare folder below takes no files, if it was made here.
   void seal();
+  /// Takes what was mounted here out of sight at once. A mount that has come here since stays.
+  void takeOff() const;
   /// Removes the folder if it was made here.
   void removeFolder();
 
@@ -53,6 +55,7 @@ class [[nodiscard]] MountPoint {
   bool isMade_ = false;
   int folder_ = -1;        ///< the bare folder, until it is sealed
   mode_t sealedMode_ = 0;  ///< of the folder, once it is sealed
+  dev_t device_ = 0;       ///< what was mounted when it was sealed
 };
 
 }  // namespace tovrin::host

@@ -8,10 +8,8 @@
 #include <cerrno>
 #include <csignal>
 #include <stop_token>
-#include <tuple>
 
 #include "host/mounting/fuse_support.h"
-#include "host/mounting/fusermount.h"
 #include "host/mounting/mount_options.h"
 #include "host/mounting/mount_point.h"
 #include "host/mounting/stop_signals.h"
@@ -52,7 +50,7 @@ void tellSystemd(const std::string& state) { sd_notify(0, state.c_str()); }
 
 [[noreturn]] void leaveAtOnce(MountPoint& point) {
   log::warning("ended at once; what was being changed is kept for the next mount");
-  std::ignore = takeOffMountpoint(point.path(), UnmountMode::lazily);
+  point.takeOff();
   point.removeFolder();
   _exit(kExitInterrupted);
 }

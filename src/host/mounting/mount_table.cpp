@@ -91,6 +91,12 @@ std::optional<MountedFileSystem> mountedAt(const std::vector<MountedFileSystem>&
   return last == all.rend() ? std::nullopt : std::optional(*last);
 }
 
+dev_t deviceMountedAt(const std::filesystem::path& mountpoint) {
+  const auto all = mountedFileSystems();
+  const auto mounted = all ? mountedAt(*all, mountpoint) : std::nullopt;
+  return mounted ? mounted->device : 0;
+}
+
 bool isDead(const std::filesystem::path& mountpoint) {
   // Only a process of its own can be left waiting for a file system that never answers.
   const pid_t asker = fork();

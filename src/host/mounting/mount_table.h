@@ -33,6 +33,9 @@ Result<std::vector<MountedFileSystem>> mountedFileSystems();
 std::optional<MountedFileSystem> mountedAt(const std::vector<MountedFileSystem>& all,
                                            const std::filesystem::path& mountpoint);
 
+/// The st_dev of what this process sees mounted at exactly this path; 0 when there is nothing.
+dev_t deviceMountedAt(const std::filesystem::path& mountpoint);
+
 /// Whether the process behind a FUSE file system has died. One that does not answer in two seconds counts as living.
 bool isDead(const std::filesystem::path& mountpoint);
 
