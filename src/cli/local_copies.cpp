@@ -1,10 +1,12 @@
 #include "cli/local_copies.h"
 
+#include <limits>
 #include <memory>
 #include <utility>
 
 #include "cli/item_argument.h"
 #include "host/control/control_client.h"
+#include "host/edit_fate.h"
 #include "host/store/replica_store.h"
 #include "host/store/store_folders.h"
 
@@ -14,6 +16,9 @@ namespace {
 
 using Identifiers = std::vector<NSFileProviderItemIdentifier>;
 
+/// Only the copies that are asked for are to go.
+constexpr host::StoreLimits kNoLimits{.cacheBytes = std::numeric_limits<std::int64_t>::max(), .keepFree = 0};
+
 /// The store of a container that is not mounted.
 class UnmountedStore {
  public:
@@ -22,7 +27,7 @@ class UnmountedStore {
     TOVRIN_TRY(const host::StoreFolders folders, host::storeFolders(session.platform().directories));
     std::error_code ignored;
     if (!std::filesystem::exists(folders.state, ignored)) return UnmountedStore(session, nullptr);
-    TOVRIN_TRY(std::unique_ptr<host::ReplicaStore> store, host::ReplicaStore::open(folders, {}));
+    TOVRIN_TRY(std::unique_ptr<host::ReplicaStore> store, host::ReplicaStore::open(folders, kNoLimits));
     return UnmountedStore(session, std::move(store));
   }
 
@@ -33,8 +38,10 @@ class UnmountedStore {
     host::EvictOutcome outcome{identifier, item ? item->filename() : identifier, host::Evicted::notHere};
     if (!store_) return outcome;
     const auto local = store_->find(identifier);
-    // The main application has uploaded it: the edit is no more than a copy.
-    if (local && local->edit == host::EditState::saved && item && item->isUploaded()) store_->forgetEdit(identifier);
+    if (local && local->edit == host::EditState::saved &&
+        host::fateOf(session_, item, local->version, local->file) != host::EditFate::waits) {
+      store_->forgetEdit(identifier);
+    }
     outcome.result = store_->evict(identifier);
     return outcome;
   }

@@ -34,7 +34,8 @@ Domain::Domain(const std::optional<std::filesystem::path>& container)
       urlSession_(makeURLSession()),
       notifications_(makeDistributedNotificationCenter()),
       platform_{systemClock(), *directories_, *urlSession_, *notifications_},
-      extension_({"tovrin", "Tovrin"}, platform_) {}
+      extension_({"tovrin", "Tovrin"}, platform_),
+      journal_(platform_) {}
 
 SharedItem Domain::item(const NSFileProviderItemIdentifier& identifier) {
   SharedItem found;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "local/cached_items.h"
 #include "platform/platform.h"
 #include "provider/extension.h"
 #include "provider/item.h"
@@ -18,7 +19,8 @@ class Domain {
   /// `container` is the app-group container; nothing for an installation that has none.
   explicit Domain(const std::optional<std::filesystem::path>& container);
   /// Over services that outlive it.
-  explicit Domain(const Platform& platform) : platform_(platform), extension_({"tovrin", "Tovrin"}, platform_) {}
+  explicit Domain(const Platform& platform)
+      : platform_(platform), extension_({"tovrin", "Tovrin"}, platform_), journal_(platform_) {}
 
   const Platform& platform() const { return platform_; }
   NSFileProviderReplicatedExtension& extension() { return extension_; }
@@ -28,6 +30,8 @@ class Domain {
   /// What the container's enumerator delivers, in its order.
   std::vector<SharedItem> children(const NSFileProviderItemIdentifier& container);
   NSFileProviderSyncAnchor anchor();
+  /// Whether what items say of their uploads comes from the journal. One that is not there is an empty one.
+  bool isJournalReadable() { return journal_.records().has_value(); }
 
  private:
   std::unique_ptr<Directories> directories_;  ///< these three are null when the services are another's
@@ -35,6 +39,7 @@ class Domain {
   std::unique_ptr<NotificationCenter> notifications_;
   Platform platform_;
   TovrinFileProviderExtension extension_;
+  CachedItemsJournal journal_;
 };
 
 /// The item as the extension is handed it back: the one it gave, or for one that is gone its identifier alone.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
+#include "host/edit_fate.h"
 #include "host/log.h"
 
 namespace tovrin::host {
@@ -37,12 +39,13 @@ void KeptEdits::resume() {
   }
 }
 
-Result<std::shared_ptr<LocalFile>> KeptEdits::open(const NSFileProviderItemIdentifier& identifier,
-                                                   const std::string& baseVersion, const LocalFile* from) {
+Result<std::shared_ptr<LocalFile>> KeptEdits::open(const SharedItem& item, const std::string& baseVersion,
+                                                   const LocalFile* from) {
+  const NSFileProviderItemIdentifier& identifier = item->itemIdentifier();
   if (std::shared_ptr<LocalFile> known = store_.openEdit(identifier)) return known;
   TOVRIN_TRY(std::shared_ptr<LocalFile> begun, store_.beginEdit(identifier, baseVersion, from));
   const std::scoped_lock hold(lock_);
-  states_.try_emplace(identifier);
+  states_[identifier].item = item;
   return begun;
 }
 
@@ -85,19 +88,31 @@ bool KeptEdits::claim(const NSFileProviderItemIdentifier& identifier) {
     known = states_.find(identifier);
     return known == states_.end() || (!known->second.isHandedOver && known->second.changes == 0);
   });
-  if (known == states_.end() || !known->second.isChanged) return false;
-  known->second.isHandedOver = true;
-  known->second.isChanged = false;
+  return known != states_.end() && take(known->second);
+}
+
+bool KeptEdits::take(State& state) {
+  if (!state.isChanged) return false;
+  state.isHandedOver = true;
+  state.isChanged = false;
   ++underWay_;
   return true;
 }
 
 void KeptEdits::handOver(const NSFileProviderItemIdentifier& identifier, Completion completion) {
   if (!claim(identifier)) return completion({});
+  handOverClaimed(identifier, std::move(completion));
+}
+
+void KeptEdits::handOverClaimed(const NSFileProviderItemIdentifier& identifier, Completion completion) {
   const std::shared_ptr<LocalFile> file = store_.openEdit(identifier);
   Result<void> marked = file ? store_.markEdit(identifier, EditState::unsaved, false) : Result<void>();
   if (!file || !marked) return ended(identifier, marked, completion);
-  const SharedItem item = domain_.item(identifier);
+  SharedItem item = domain_.item(identifier);
+  if (!item) {
+    const std::scoped_lock hold(lock_);
+    item = states_.at(identifier).item;
+  }
   domain_.extension().modifyItem(
       itemToHandIn(item, identifier), item ? item->itemVersion() : NSFileProviderItemVersion(),
       NSFileProviderItemContents, file->path(),
@@ -111,10 +126,8 @@ void KeptEdits::handOver(const NSFileProviderItemIdentifier& identifier, Complet
 Result<void> KeptEdits::recordTaken(const NSFileProviderItemIdentifier& identifier) {
   const SharedItem item = domain_.item(identifier);
   const std::optional<ReplicaStore::Local> local = store_.find(identifier);
-  std::error_code unknown;
-  const bool isStored = item && local && local->version == item->itemVersion().contentVersion && item->isUploaded() &&
-                        item->documentSize() == static_cast<std::int64_t>(file_size(local->file, unknown));
-  if (!isStored) return store_.markEdit(identifier, EditState::saved, false);
+  const bool isUnchanged = local && fateOf(domain_, item, local->version, local->file) == EditFate::isUnchanged;
+  if (!isUnchanged) return store_.markEdit(identifier, EditState::saved, false);
   TOVRIN_CHECK(store_.turnEditIntoCopy(identifier));
   const std::scoped_lock hold(lock_);
   // Changes wait while it is handed over; those that come now begin a new edit.
@@ -131,6 +144,7 @@ void KeptEdits::ended(const NSFileProviderItemIdentifier& identifier, const Resu
     }
   }
   unsigned refusals = 0;
+  bool isRetryDue = false;
   {
     const std::scoped_lock hold(lock_);
     if (const auto known = states_.find(identifier); known != states_.end()) {
@@ -139,9 +153,10 @@ void KeptEdits::ended(const NSFileProviderItemIdentifier& identifier, const Resu
       state.isChanged = state.isChanged || !result;
       state.error = result ? std::nullopt : std::optional(result.error());
       state.refusals = refusals = result ? 0 : state.refusals + 1;
+      isRetryDue = std::exchange(state.isRetryDue, state.isRetryDue || !result);
     }
   }
-  if (refusals > 0) {
+  if (refusals > 0 && !isRetryDue) {
     later_.after(retryDelay(refusals), [this, identifier] { retry(identifier); });
   }
   observer_(identifier, result);
@@ -151,10 +166,20 @@ void KeptEdits::ended(const NSFileProviderItemIdentifier& identifier, const Resu
   calm_.notify_all();
 }
 
-/// What is being written again meanwhile is handed over when it is flushed.
+/// Waits for nobody: what is being handed over is tried again when that is refused, and what is being written again is
+/// handed over when it is flushed.
 void KeptEdits::retry(const NSFileProviderItemIdentifier& identifier) {
   const std::optional<ReplicaStore::Local> local = store_.find(identifier);
-  if (local && local->edit == EditState::unsaved) handOver(identifier, [](const Result<void>&) {});
+  {
+    const std::scoped_lock hold(lock_);
+    const auto known = states_.find(identifier);
+    if (known == states_.end()) return;
+    State& state = known->second;
+    state.isRetryDue = false;
+    const bool isFree = !state.isHandedOver && state.changes == 0 && local && local->edit == EditState::unsaved;
+    if (!isFree || !take(state)) return;
+  }
+  handOverClaimed(identifier, [](const Result<void>&) {});
 }
 
 void KeptEdits::handOverAll(std::stop_token stop) {

@@ -38,8 +38,8 @@ class KeptEdits {
   void resume();
 
   /// The item's edit, begun from `from` (null: from nothing) when there is none yet.
-  Result<std::shared_ptr<LocalFile>> open(const NSFileProviderItemIdentifier& identifier,
-                                          const std::string& baseVersion, const LocalFile* from);
+  Result<std::shared_ptr<LocalFile>> open(const SharedItem& item, const std::string& baseVersion,
+                                          const LocalFile* from);
 
   /// Runs `change`, which writes to the edit's file, while the file is not being handed over. False, without running
   /// it, when the item has no edit (any more): begin one. Fails, without running it, when the store cannot record that
@@ -71,6 +71,8 @@ class KeptEdits {
     bool isHandedOver = false;  ///< at this moment
     int changes = 0;            ///< that run at this moment
     unsigned refusals = 0;      ///< in a row
+    bool isRetryDue = false;    ///< one waits for its time
+    SharedItem item;            ///< as it was when it was opened here, should it vanish meanwhile; may be null
     std::optional<NSError> error;
   };
 
@@ -78,6 +80,8 @@ class KeptEdits {
   Result<void> markIncomplete(const NSFileProviderItemIdentifier& identifier);
   void endChange(const NSFileProviderItemIdentifier& identifier);
   bool claim(const NSFileProviderItemIdentifier& identifier);
+  bool take(State& state);
+  void handOverClaimed(const NSFileProviderItemIdentifier& identifier, Completion completion);
   void retry(const NSFileProviderItemIdentifier& identifier);
   void ended(const NSFileProviderItemIdentifier& identifier, const Result<void>& result, const Completion& completion);
   Result<void> recordTaken(const NSFileProviderItemIdentifier& identifier);

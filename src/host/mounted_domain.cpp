@@ -104,13 +104,20 @@ std::optional<std::string> MountedDomain::linkTarget(NodeID id) const {
   return std::string(node->item->entry()->symlinkTarget.value_or(""));
 }
 
+std::shared_ptr<OpenItem> MountedDomain::shareEdit(const Node& node, const std::string& version,
+                                                   const std::shared_ptr<LocalFile>& edit) {
+  std::shared_ptr<OpenItem> file = share(node, version, edit);
+  file->showEdit(edit);
+  return file;
+}
+
 std::shared_ptr<OpenItem> MountedDomain::share(const Node& node, const std::string& version,
                                                std::shared_ptr<LocalFile> contents) {
   std::shared_ptr<OpenItem> file;
   const auto shareOrMake = [&](Node& known) {
     file = known.file.lock();
     if (file) return;
-    file = std::make_shared<OpenItem>(node.item->itemIdentifier(), version, std::move(contents), edits_);
+    file = std::make_shared<OpenItem>(node.item, version, std::move(contents), edits_);
     known.file = file;
   };
   Node unknown = node;  // forgotten meanwhile: then nobody else has it open
@@ -124,7 +131,7 @@ Result<std::shared_ptr<OpenItem>> MountedDomain::openHere(const Node& node, cons
   const NSFileProviderItemIdentifier& identifier = node.item->itemIdentifier();
   if (const auto local = store_->find(identifier); local && local->edit) {
     if (std::shared_ptr<LocalFile> edit = store_->openEdit(identifier)) {
-      return share(node, local->version, std::move(edit));
+      return shareEdit(node, local->version, edit);
     }
   }
   if (!item || !isSameVersion(*item, *node.item)) {
@@ -190,6 +197,10 @@ void MountedDomain::fetched(const Node& node, const SharedItem& item, const Resu
   if (result->version != versionOf(*item)) {
     directories_.clear();
     return opened(failure(NSError::posix(ESTALE)));
+  }
+  // Who emptied the file and saved it did not wait for this download.
+  if (const std::shared_ptr<LocalFile> edit = store_->openEdit(item->itemIdentifier())) {
+    return opened(shareEdit(node, result->version, edit));
   }
   opened(share(node, result->version, result->file));
 }

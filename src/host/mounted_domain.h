@@ -95,6 +95,8 @@ class MountedDomain final : public MountControl {
 
  private:
   std::shared_ptr<OpenItem> share(const Node& node, const std::string& version, std::shared_ptr<LocalFile> contents);
+  std::shared_ptr<OpenItem> shareEdit(const Node& node, const std::string& version,
+                                      const std::shared_ptr<LocalFile>& edit);
   Result<std::shared_ptr<OpenItem>> openHere(const Node& node, const SharedItem& item, int flags);
   std::optional<NSError> reasonToRefuse(const TovrinFileProviderItem& item, const Opener& opener);
   void fetched(const Node& node, const SharedItem& item, const Result<FetchedCopy>& result, const Opened& opened);

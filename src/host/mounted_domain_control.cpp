@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "host/edit_fate.h"
 #include "host/mounted_domain.h"
 
 /// What a running mount does when it is asked from outside.
@@ -43,8 +44,10 @@ MountStatus MountedDomain::status() {
 EvictOutcome MountedDomain::evictOne(const NSFileProviderItemIdentifier& identifier) {
   const SharedItem item = domain_.item(identifier);
   const auto local = store_->find(identifier);
-  // An edit that the main application has stored is no more than a copy; one that waits is all there is of it.
-  if (local && local->edit == EditState::saved && item && item->isUploaded()) edits_.forget(identifier);
+  if (local && local->edit == EditState::saved &&
+      fateOf(domain_, item, local->version, local->file) != EditFate::waits) {
+    edits_.forget(identifier);
+  }
   const EvictOutcome outcome{identifier, item ? item->filename() : identifier, store_->evict(identifier)};
   if (outcome.result == Evicted::dropped) attributesChanged(identifier);
   return outcome;

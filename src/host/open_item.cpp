@@ -9,6 +9,12 @@ std::shared_ptr<LocalFile> OpenItem::contents() const {
   return contents_;
 }
 
+void OpenItem::showEdit(std::shared_ptr<LocalFile> edit) {
+  const std::scoped_lock hold(lock_);
+  if (edit_ && edit_->path() == edit->path()) return;
+  edit_ = contents_ = std::move(edit);
+}
+
 Result<std::shared_ptr<LocalFile>> OpenItem::edit() {
   const std::scoped_lock once(beginning_);
   std::shared_ptr<LocalFile> from;
@@ -17,7 +23,7 @@ Result<std::shared_ptr<LocalFile>> OpenItem::edit() {
     if (edit_) return edit_;
     from = contents_;
   }
-  TOVRIN_TRY(std::shared_ptr<LocalFile> begun, edits_.open(identifier_, version_, from.get()));
+  TOVRIN_TRY(std::shared_ptr<LocalFile> begun, edits_.open(item_, version_, from.get()));
   const std::scoped_lock hold(lock_);
   edit_ = contents_ = std::move(begun);
   return edit_;
@@ -33,7 +39,7 @@ int OpenItem::change(const std::function<int(int descriptor)>& write) {
     const Result<std::shared_ptr<LocalFile>> file = edit();
     if (!file) return errorNumber(file.error(), Operation::open);
     int outcome = 0;
-    const Result<bool> changed = edits_.change(identifier_, [&] { outcome = write((*file)->descriptor()); });
+    const Result<bool> changed = edits_.change(identifier(), [&] { outcome = write((*file)->descriptor()); });
     if (!changed) return errorNumber(changed.error(), Operation::open);
     if (*changed) return outcome;
     // It has become the item's copy meanwhile: this change begins another.

@@ -14,17 +14,16 @@ namespace tovrin::host {
 /// its edit. Thread-safe.
 class OpenItem {
  public:
-  OpenItem(NSFileProviderItemIdentifier identifier, std::string version, std::shared_ptr<LocalFile> contents,
-           KeptEdits& edits)
-      : identifier_(std::move(identifier)),
-        version_(std::move(version)),
-        edits_(edits),
-        contents_(std::move(contents)) {}
+  OpenItem(SharedItem item, std::string version, std::shared_ptr<LocalFile> contents, KeptEdits& edits)
+      : item_(std::move(item)), version_(std::move(version)), edits_(edits), contents_(std::move(contents)) {}
 
-  const NSFileProviderItemIdentifier& identifier() const { return identifier_; }
+  const NSFileProviderItemIdentifier& identifier() const { return item_->itemIdentifier(); }
 
   /// What reads are answered from. Null while nothing was written to a file that was opened to be emptied.
   std::shared_ptr<LocalFile> contents() const;
+
+  /// The item has an edit that was begun by others: from here on it is what is read and changed here, too.
+  void showEdit(std::shared_ptr<LocalFile> edit);
 
   /// Runs `write` on the descriptor of the edit, which is begun first when this is the first change. `write` returns
   /// an errno, as this does.
@@ -34,7 +33,7 @@ class OpenItem {
   Result<std::shared_ptr<LocalFile>> edit();
   void leaveEdit(const std::shared_ptr<LocalFile>& edit);
 
-  const NSFileProviderItemIdentifier identifier_;
+  const SharedItem item_;  ///< as it was when it was opened
   const std::string version_;
   KeptEdits& edits_;
   mutable std::mutex lock_;

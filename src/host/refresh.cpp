@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "host/edit_fate.h"
 #include "host/presentation.h"
 
 namespace tovrin::host {
@@ -96,10 +97,10 @@ void Refresh::storedEdits() {
   for (const Edit& edit : store_.edits()) {
     if (edit.state != EditState::saved) continue;
     const SharedItem item = domain_.item(edit.identifier);
-    // An item that cannot be found now may be back in a moment; its edit stays.
-    if (!item || !item->isUploaded() || item->itemVersion().contentVersion == edit.baseVersion) continue;
+    const EditFate fate = fateOf(domain_, item, edit.baseVersion, edit.file);
+    if (fate == EditFate::waits) continue;
     edits_.forget(edit.identifier);
-    store_.dropCopy(edit.identifier);  // of the version that was edited
+    if (fate == EditFate::isStored) store_.dropCopy(edit.identifier);  // of the version that was edited
     if (const auto node = nodes_.find(std::string_view(edit.identifier))) {
       kernel_.nameChanged(node->parent, node->name);
       kernel_.contentsChanged(node->id);

@@ -2,11 +2,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <future>
+
 #include "host/mounted_domain_fixture.h"
 #include "support/lock_holder.h"
 
 namespace tovrin::host {
 namespace {
+
+bool holds(const std::vector<std::string>& lines, const std::string& line) {
+  return std::ranges::find(lines, line) != lines.end();
+}
 
 using EditedDomain = MountedDomainTest;
 
@@ -122,6 +128,65 @@ TEST_F(EditedDomain, isNeverEvictedWhileItWaits) {
   ASSERT_EQ(outcomes.size(), 1U);
   EXPECT_EQ(outcomes.front().result, Evicted::edited);
   EXPECT_EQ(mounted_->itemStatus(shown.node).state, ItemState::edited);
+}
+
+TEST_F(EditedDomain, isNotDroppedWhileTheJournalCannotBeRead) {
+  const Shown shown = find("a.txt");
+  {
+    const auto opened = open(shown.node.id, O_RDWR);
+    ASSERT_TRUE(opened);
+    append(**opened, "!");
+    ASSERT_TRUE(handOver(**opened));
+  }
+  writeFile(test_.warpDirectory() / "file-provider-cached-items.json", "{");
+  const auto outcomes = mounted_->evict({shown.node.item->itemIdentifier()});
+  ASSERT_EQ(outcomes.size(), 1U);
+  EXPECT_EQ(outcomes.front().result, Evicted::edited);
+  EXPECT_EQ(bytesOf(**open(shown.node.id, O_RDONLY)), "first contents!");
+}
+
+TEST_F(EditedDomain, isSeenBehindADownloadThatEndsLater) {
+  ASSERT_TRUE(worker_.addFault("stall after=1 seconds=60 route=object"));
+  const NodeID id = find("a.txt").node.id;
+  std::promise<Result<std::shared_ptr<OpenItem>>> reader;
+  mounted_->open(id, {getpid(), O_RDONLY}, [&](const auto& result) { reader.set_value(result); });
+  {
+    const auto writer = open(id, O_WRONLY | O_TRUNC);
+    ASSERT_TRUE(writer);
+    append(**writer, "saved meanwhile");
+    ASSERT_TRUE(handOver(**writer));
+  }
+  worker_.clearFaults();
+  const auto waited = reader.get_future().get();
+  ASSERT_TRUE(waited) << waited.error().localizedDescription();
+  EXPECT_EQ(bytesOf(**waited), "saved meanwhile");
+  EXPECT_EQ(bytesOf(**open(id, O_RDONLY)), "saved meanwhile");
+}
+
+TEST_F(EditedDomain, isSeenByWhoeverOpensTheNewerVersion) {
+  const Shown before = find("a.txt");
+  const auto writer = open(before.node.id, O_RDWR);
+  ASSERT_TRUE(writer);
+  install({file("a.txt", "newer contents", 1700000000)});
+  mounted_->start(test_.warpDirectory());
+  while (!holds(kernel_.take(), "changed a.txt")) std::this_thread::yield();
+  const auto reader = open(find("a.txt").node.id, O_RDONLY);
+  ASSERT_TRUE(reader);
+  EXPECT_EQ(bytesOf(**reader), "newer contents");
+  append(**writer, "!");
+  ASSERT_TRUE(handOver(**writer));
+  EXPECT_EQ(bytesOf(**open(find("a.txt").node.id, O_RDONLY)), "first contents!");
+}
+
+TEST_F(EditedDomain, isRefusedByTheRuleOfTheWarpWhenTheManifestIsGone) {
+  const auto opened = open(find("a.txt").node.id, O_RDWR);
+  ASSERT_TRUE(opened);
+  append(**opened, "!");
+  std::filesystem::remove(test_.warpDirectory() / "ManifestMirror/W1.json");
+  test_.clock.advance(10);
+  const Result<void> refused = handOver(**opened);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().code(), 4) << refused.error().localizedDescription();
 }
 
 TEST_F(EditedDomain, isLetGoWhenTheMainApplicationHasStoredIt) {
