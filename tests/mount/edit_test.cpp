@@ -166,6 +166,21 @@ TEST_F(Edit, fitsBesideManyOthers) {
   expectOneEdit("notes.txt", all);
 }
 
+TEST_F(Edit, isSyncedThroughAnotherHandle) {
+  const OpenedFile writer(notes(), O_WRONLY);
+  writer.writeAt(0, "ONE");
+  const OpenedFile other(notes(), O_RDONLY);
+  EXPECT_EQ(fsync(other.descriptor()), 0);
+  expectOneEdit("notes.txt", "ONE\ntwo\nthree\n");
+}
+
+TEST_F(Edit, ofATruncateThatFailsIsNone) {
+  EXPECT_NE(truncate(notes().c_str(), off_t{1} << 60), 0);
+  EXPECT_EQ(state(notes()), "cached");
+  EXPECT_TRUE(edits().empty());
+  EXPECT_EQ(readFile(notes()), text_);
+}
+
 }  // namespace
 
 }  // namespace tovrin

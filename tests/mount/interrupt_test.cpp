@@ -12,17 +12,20 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// A process that waits in open(2), and takes signals without being ended by them. It ends with the errno.
+/// A process that waits in open(2), or in truncate(2), and takes signals without being ended by them. It ends with the
+/// errno.
 class Opener {
  public:
-  explicit Opener(const std::filesystem::path& file) : process_(fork()) {
+  enum class Call { open, truncate };
+  explicit Opener(const std::filesystem::path& file, Call call = Call::open) : process_(fork()) {
     if (process_ != 0) return;
     struct sigaction handled{};
     handled.sa_handler = [](int) {};
     handled.sa_flags = SA_RESTART;
     sigaction(SIGINT, &handled, nullptr);
     sigaction(SIGALRM, &handled, nullptr);
-    _exit(open(file.c_str(), O_RDONLY) >= 0 ? 0 : errno);
+    const int result = call == Call::open ? open(file.c_str(), O_RDONLY) : truncate(file.c_str(), 1);
+    _exit(result >= 0 ? 0 : errno);
   }
   ~Opener() {
     signal(SIGKILL);
@@ -82,6 +85,14 @@ TEST_F(Interrupt, isAnsweredAfterASecond) {
   EXPECT_LT(Clock::now() - start, milliseconds(4000));
   EXPECT_TRUE(isCancelled());
   EXPECT_TRUE(eventually([&] { return countFiles(scratch_ / "home/cache/tovrin/TovrinFileProvider") == 0; }));
+}
+
+TEST_F(Interrupt, ofATruncateIsAnswered) {
+  Opener opener(big(), Opener::Call::truncate);
+  ASSERT_TRUE(isDownloading());
+  opener.signal(SIGINT);
+  EXPECT_EQ(opener.end(), EINTR);
+  EXPECT_TRUE(isCancelled());
 }
 
 TEST_F(Interrupt, isForgottenWhenTheFileComesInTime) {

@@ -19,7 +19,7 @@ constexpr int kTimes = FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW;
 constexpr int kAccessTimes = FUSE_SET_ATTR_ATIME | FUSE_SET_ATTR_ATIME_NOW | FUSE_SET_ATTR_CTIME;
 
 int change(FileHandle& file, const std::function<int(int)>& write) {
-  file.isWritten = true;
+  file.isWritten = file.isToBeHandedOver = true;
   return file.item->change(write);
 }
 
@@ -49,21 +49,26 @@ int truncate(FileHandle& file, off_t size) {
 
 /// truncate(2) of a path: as a program would that opens the file, changes it and closes it.
 void truncateUnopened(fuse_req_t request, fuse_ino_t node, off_t size) {
-  MountedDomain& domain = domainOf(request);
+  Session& session = sessionOf(request);
+  MountedDomain& domain = session.domain();
+  const std::uintptr_t number = session.pendingOpens().begin(request);
   const MountedDomain::Opener opener{fuse_req_ctx(request)->pid, O_WRONLY | (size == 0 ? O_TRUNC : 0)};
-  domain.open(node, opener, [request, node, size, &domain](const Result<std::shared_ptr<OpenItem>>& opened) {
-    FileHandle file;
-    if (opened) file.item = *opened;
-    const int error = opened ? truncate(file, size) : errorNumber(opened.error(), Operation::open);
-    if (error != 0) {
-      fuse_reply_err(request, error);
+  const auto truncateOpened = [&session, &domain, request, node, size, number](const auto& opened) {
+    session.pendingOpens().end(number);
+    if (!opened) {
+      fuse_reply_err(request, errorNumber(opened.error(), Operation::open));
       return;
     }
-    domain.edits().handOver(file.item->identifier(), [request, node](const Result<void>& taken) {
-      if (taken) return replyAttributes(request, node);
-      fuse_reply_err(request, errorNumber(taken.error(), Operation::closeEdit));
+    FileHandle file;
+    file.item = *opened;
+    const int error = truncate(file, size);
+    // Also when it failed: the edit that was begun for it is none.
+    domain.edits().handOver(file.item->identifier(), [request, node, error](const Result<void>& taken) {
+      if (error == 0 && taken) return replyAttributes(request, node);
+      fuse_reply_err(request, error != 0 ? error : errorNumber(taken.error(), Operation::closeEdit));
     });
-  });
+  };
+  session.pendingOpens().waitsFor(number, domain.open(node, opener, truncateOpened));
 }
 
 /// What is set on a file with an edit is part of the save: the time is shown with it, the rest is not carried.
@@ -101,15 +106,17 @@ void allocateFile(fuse_req_t request, fuse_ino_t, int mode, off_t offset, off_t 
 }
 
 void flushFile(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-  const FileHandle& file = fileOf(info);
+  FileHandle& file = fileOf(info);
+  file.isToBeHandedOver = false;
   if (file.isWritten) return handOverAndReply(request, file.item->identifier());
   fuse_reply_err(request, 0);
 }
 
 void synchronizeFile(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
-  const FileHandle& file = fileOf(info);
+  FileHandle& file = fileOf(info);
   const std::shared_ptr<LocalFile> contents = file.item->contents();
-  if (!file.isWritten || !contents) {
+  file.isToBeHandedOver = false;
+  if (!contents || !domainOf(request).edits().hasUnsaved(file.item->identifier())) {
     fuse_reply_err(request, 0);
   } else if (fsync(contents->descriptor()) != 0) {
     fuse_reply_err(request, errno);

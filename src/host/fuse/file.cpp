@@ -20,9 +20,10 @@ void replyOpened(fuse_req_t request, fuse_file_info info, const Result<std::shar
   }
   auto handle = std::make_unique<FileHandle>();
   handle->item = *opened;
-  handle->isWritten = (info.flags & O_TRUNC) != 0;
+  handle->isWritten = handle->isToBeHandedOver = (info.flags & O_TRUNC) != 0;
   info.fh = reinterpret_cast<std::uint64_t>(handle.get());
-  info.keep_cache = 1;  // a node has one version for ever
+  // A node has one version for ever, but an edit may have been written through another node.
+  info.keep_cache = domainOf(request).editOf(handle->item->identifier()) ? 0 : 1;
   info.noflush = (info.flags & O_ACCMODE) == O_RDONLY ? 1 : 0;
   if (fuse_reply_open(&*request, &info) == 0) handle.release();  // the kernel's until it is released
 }
@@ -71,7 +72,8 @@ void seekFile(fuse_req_t request, fuse_ino_t, off_t offset, int whence, fuse_fil
 void releaseFile(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
   const std::unique_ptr<FileHandle> handle(&fileOf(info));
   // Pages of a mapping are written after the last close: nobody is there any more to be told of a refusal.
-  if (handle->isWritten) domainOf(request).edits().handOver(handle->item->identifier(), [](const Result<void>&) {});
+  if (handle->isToBeHandedOver)
+    domainOf(request).edits().handOver(handle->item->identifier(), [](const Result<void>&) {});
   fuse_reply_err(request, 0);
 }
 

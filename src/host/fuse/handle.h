@@ -12,7 +12,8 @@ namespace tovrin::host::fuse {
 
 struct FileHandle {
   std::shared_ptr<OpenItem> item;
-  std::atomic<bool> isWritten = false;
+  std::atomic<bool> isWritten = false;         ///< through this handle, ever
+  std::atomic<bool> isToBeHandedOver = false;  ///< written since it was flushed or synced last
 };
 
 struct FolderHandle {
