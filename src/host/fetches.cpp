@@ -18,6 +18,19 @@ constexpr double kUnreachableSeconds = 5;
 
 bool isUnreachable(const NSError& error) { return error == notReachableError(); }
 
+/// What the file will take, holes left out.
+std::int64_t bytesOnDisk(const TovrinFileProviderItem& item) {
+  const std::int64_t size = item.documentSize().value_or(0);
+  const SharedEntry& entry = item.entry();
+  if (!entry || entry->sparseExtents.empty()) return size;
+  std::int64_t bytes = 0;
+  for (const TovrinWarpSharedSparseExtent& extent : entry->sparseExtents) {
+    if (extent.length >= size - bytes) return size;
+    bytes += extent.length;
+  }
+  return bytes;
+}
+
 }  // namespace
 
 struct Fetches::Job {
@@ -116,7 +129,7 @@ void Fetches::leave(const Ticket& ticket, const NSError& why) {
 
 void Fetches::start(const SharedJob& job) {
   job->startedAt = domain_.platform().clock.systemUptime();
-  Result<std::unique_ptr<Reservation>> room = store_.reserve(job->item->documentSize().value_or(0));
+  Result<std::unique_ptr<Reservation>> room = store_.reserve(bytesOnDisk(*job->item));
   if (!room) return finish(job, failure(room.error()));
   job->reservation = std::move(*room);
   log::info("downloading “{}”", job->item->filename());

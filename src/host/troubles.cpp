@@ -16,7 +16,10 @@ std::string cause(const NSError& error) { return fmt::format("{} {}", error.doma
 }  // namespace
 
 void Troubles::openFailed(const TovrinFileProviderItem& item, const NSError& error) {
-  log::error("“{}” could not be opened: {}", item.filename(), error.localizedDescription());
+  // Of many who waited for the same file, and of one who tries again and again, one line is enough.
+  if (sentence(item.itemIdentifier()) != error.localizedDescription()) {
+    log::error("“{}” could not be opened: {}", item.filename(), error.localizedDescription());
+  }
   if (desktop_ != nullptr) {
     desktop_->error(cause(error), fmt::format("“{}” could not be opened", item.filename()),
                     error.localizedDescription());
