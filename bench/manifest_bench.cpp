@@ -7,32 +7,10 @@
 
 #include "shared/indexed_manifest.h"
 #include "shared/manifest.h"
+#include "support/large_warp.h"
 
 namespace tovrin {
 namespace {
-
-/// A manifest shaped like those that the main application writes: checksums, keys, times and one part per file.
-std::string realShapedManifest(int entries) {
-  std::string json =
-      R"({"version":4,"warpID":"W1","deviceID":"device","manifestKey":"manifests/W1.json","originalFolderPath":"/Users/ann/Pictures",)"
-      R"("displayName":"Pictures","createdAt":"2025-03-01T12:00:00Z","status":"replaced","entries":[)";
-  const std::string checksum = "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08";
-  for (int i = 0; i < entries; ++i) {
-    const std::string number = std::to_string(i);
-    const std::string folder = std::to_string(i / 100);
-    if (i > 0) json += ',';
-    json +=
-        R"({"absolutePath":"/Users/ann/Pictures/Album )" + folder + "/IMG_" + number + R"(.jpeg","displayName":"IMG_)" +
-        number + R"(.jpeg","kind":"file","size":)" + std::to_string(2000000 + i) +
-        R"(,"modificationTimeNanoseconds":1700000000123456789,"statusChangeTimeNanoseconds":1700000001123456789,)"
-        R"("birthTimeNanoseconds":1690000000123456789,"ownerUserID":501,"ownerGroupID":20,"posixPermissions":420,"bsdFlags":0,)"
-        R"("payloadParts":[{"key":"warps/W1/)" +
-        number + R"(.bin","offset":0,"size":)" + std::to_string(2000000 + i) +
-        R"(,"namespace":"warp"}],"uploadStrategy":"direct","contentChecksumSHA256":")" + checksum +
-        R"(","payloadEncoding":"raw","storedSize":)" + std::to_string(2000000 + i) + R"(,"sparseExtents":[]})";
-  }
-  return json + "]}";
-}
 
 void sweep(simdjson::ondemand::value value) {
   switch (value.type().value_unsafe()) {
@@ -57,7 +35,7 @@ void sweep(simdjson::ondemand::value value) {
 }
 
 void bareSweep(benchmark::State& state) {
-  const simdjson::padded_string json(realShapedManifest(static_cast<int>(state.range(0))));
+  const simdjson::padded_string json(LargeWarp(static_cast<int>(state.range(0))).json());
   for (auto _ : state) {
     simdjson::ondemand::parser parser;
     simdjson::ondemand::document document;
@@ -68,7 +46,7 @@ void bareSweep(benchmark::State& state) {
 }
 
 void decode(benchmark::State& state) {
-  const std::string json = realShapedManifest(static_cast<int>(state.range(0)));
+  const std::string json = LargeWarp(static_cast<int>(state.range(0))).json();
   for (auto _ : state) {
     auto manifest = decodeManifest(json);
     if (!manifest) state.SkipWithError("does not decode");
@@ -78,7 +56,7 @@ void decode(benchmark::State& state) {
 }
 
 void decodeAndIndex(benchmark::State& state) {
-  const std::string json = realShapedManifest(static_cast<int>(state.range(0)));
+  const std::string json = LargeWarp(static_cast<int>(state.range(0))).json();
   for (auto _ : state) {
     auto manifest = decodeManifest(json);
     if (!manifest) state.SkipWithError("does not decode");

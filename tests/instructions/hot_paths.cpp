@@ -22,8 +22,8 @@
 namespace tovrin {
 namespace {
 
-/// Large enough that looking at every entry would cost more than listing a folder.
-constexpr int kFiles = 20'000;
+constexpr int kFiles = 20'000;  ///< looking at all of them would cost more than listing a folder
+const LargeWarp kWarp(kFiles);
 
 template <class Work>
 auto counted(Work&& work) {
@@ -34,23 +34,24 @@ auto counted(Work&& work) {
 }
 
 bool decodesManifest() {
-  const std::string json = manifestJSON(largeWarp(kFiles));
+  const std::string json = kWarp.json();
   return counted([&] {
     auto manifest = decodeManifest(json);
-    return manifest && IndexedManifest(*std::move(manifest)).entryAt(largeWarpFile(kFiles / 2)) != nullptr;
+    return manifest && IndexedManifest(*std::move(manifest)).entryAt(kWarp.filePath(kFiles / 2)) != nullptr;
   });
 }
 
 class Listing {
  public:
   Listing() {
-    installManifest(platform_, largeWarp(kFiles));
+    kWarp.install(platform_);
+    tree_.cachedManifests();
     list(1);  // what only the first listing of all costs is not meant
   }
 
   bool list(int folder) {
-    const auto container = entryIdentifier(tree_.cachedManifests().front()->manifest().warpID, largeWarpFolder(folder));
-    return childItems(container, tree_).size() == kFilesPerFolder;
+    return childItems(entryIdentifier(kWarp.warpID(), kWarp.folderPath(folder)), tree_).size() ==
+           LargeWarp::kFilesPerFolder;
   }
 
  private:

@@ -2,19 +2,31 @@
 
 #include <string>
 
-#include "support/warp_fixture.h"
+#include "support/test_platform.h"
 
-/// Warps as large as they get, shaped like those that the main application writes: checksums, keys, times and one part
-/// per file. The same on every machine.
 namespace tovrin {
 
-inline constexpr int kFilesPerFolder = 100;
+/// A Warp as large as they get, shaped like those that the main application writes: checksums, keys, times and one part
+/// per file; folders of a hundred files. The same on every machine.
+class LargeWarp {
+ public:
+  static constexpr int kFilesPerFolder = 100;
 
-/// The folder and the file of that number in `largeWarp`.
-std::string largeWarpFolder(int folder);
-std::string largeWarpFile(int file);
+  /// Warps of different numbers can stand side by side.
+  explicit LargeWarp(int files, int number = 0) : files_(files), number_(number) {}
 
-/// One Warp of so many files in folders of a hundred.
-ManifestSpec largeWarp(int files);
+  std::string warpID() const { return "0B5C3A52-6C11-4A8E-9E0B-" + std::to_string(100'000'000'000 + number_); }
+  std::string originalFolderPath() const { return "/Users/ann/Pictures " + std::to_string(number_); }
+  std::string folderPath(int folder) const { return originalFolderPath() + "/Album " + std::to_string(folder); }
+  std::string filePath(int file) const;
+
+  std::string json() const;
+  /// Writes it into the mirror directory.
+  void install(const TestPlatform& platform) const;
+
+ private:
+  int files_;
+  int number_;
+};
 
 }  // namespace tovrin

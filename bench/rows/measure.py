@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Measures one mounted tree of small files, and one big file, as a program sees them.
 
-usage: mount_bench.py TREE [BIG_FILE]
+usage: measure.py TREE [BIG_FILE]
+       measure.py --opens TREE      only opens some of the small files
 
 The mount must be fresh: what is called cold here is what nobody has asked it for before. Prints a line for each figure:
 its name, a tab, its value. Times are in seconds, speeds in things per second.
@@ -14,6 +15,7 @@ import threading
 import time
 
 COLD_OPENS = 400
+FEW_OPENS = 60
 READERS = 8
 CHUNK = 1 << 20
 
@@ -72,14 +74,23 @@ def read_by_several(paths):
         thread.join()
 
 
+def shuffled_files(tree):
+    paths = small_files(tree)
+    random.Random(4).shuffle(paths)
+    return paths
+
+
 def main():
+    if sys.argv[1] == "--opens":
+        report("small cold p50", statistics.median(open_times(shuffled_files(sys.argv[2])[:FEW_OPENS])))
+        return
+
     tree = sys.argv[1]
     for figure, asks_attributes in (("walk", False), ("walk lstat", True), ("walk lstat again", True)):
         seconds, entries = timed(walk, tree, asks_attributes)
         report(figure, entries / seconds)
 
-    paths = small_files(tree)
-    random.Random(4).shuffle(paths)
+    paths = shuffled_files(tree)
     first, rest = paths[:COLD_OPENS], paths[COLD_OPENS : 3 * COLD_OPENS]
     cold = open_times(first)
     report("small cold p50", statistics.median(cold))

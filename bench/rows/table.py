@@ -1,0 +1,38 @@
+"""What the rows share: lines of the table, and figures of Google Benchmark programs."""
+import json
+import os
+import subprocess
+
+SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
+
+
+def row(what, against, target, measured):
+    print(f"| {what} | {against} | {target} | {measured} |", flush=True)
+
+
+def time_text(seconds):
+    for unit, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
+        if seconds >= size:
+            break
+    return f"{seconds / size:.3g} {unit}"
+
+
+class Figures:
+    """The medians of a program's benchmarks, whose rounds took turns in random order."""
+
+    def __init__(self, build, program, rounds, *words):
+        command = [os.path.join(build, "bench", program), "--benchmark_format=json", f"--benchmark_repetitions={rounds}"]
+        command += ["--benchmark_enable_random_interleaving=true", "--benchmark_report_aggregates_only=true", *words]
+        results = json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout)["benchmarks"]
+        failed = {result["name"]: result["error_message"] for result in results if result.get("error_occurred")}
+        if failed:
+            raise RuntimeError(f"{program}: {failed}")
+        self.medians = {result["run_name"]: result for result in results if result.get("aggregate_name") == "median"}
+
+    def seconds(self, name):
+        """Of the processor, or of the clock for what uses several threads or waits."""
+        median = self.medians[name]
+        return median["real_time" if name.endswith("/real_time") else "cpu_time"] * SECONDS[median["time_unit"]]
+
+    def ratio(self, above, below):
+        return self.seconds(above) / self.seconds(below)
