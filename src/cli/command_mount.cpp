@@ -72,6 +72,7 @@ class RequestMaker {
 };
 
 host::MountRequest requestOf(const Words& words, const std::string& container) {
+  if (words.mountpoint.empty()) throw CLI::ValidationError("MOUNTPOINT is empty");
   RequestMaker maker(words.sloppy);
   if (!container.empty()) maker.request().container = container;
   for (const std::string& list : words.lists) {

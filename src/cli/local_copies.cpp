@@ -7,6 +7,7 @@
 #include "cli/item_argument.h"
 #include "host/control/control_client.h"
 #include "host/edit_fate.h"
+#include "host/presentation.h"
 #include "host/store/replica_store.h"
 #include "host/store/store_folders.h"
 
@@ -35,7 +36,7 @@ class UnmountedStore {
 
   host::EvictOutcome evictOne(const NSFileProviderItemIdentifier& identifier) {
     const SharedItem item = session_.item(identifier);
-    host::EvictOutcome outcome{identifier, item ? item->filename() : identifier, host::Evicted::notHere};
+    host::EvictOutcome outcome{identifier, host::filenameOf(item, identifier), host::Evicted::notHere};
     if (!store_) return outcome;
     const auto local = store_->find(identifier);
     if (local && local->edit == host::EditState::saved &&

@@ -1,5 +1,6 @@
 #include "cli/mount_helper.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/mounting/mount_options.h"
@@ -26,6 +27,14 @@ void translateFlags(std::string_view letters, std::vector<std::string>& call) {
   }
 }
 
+/// Whether the mount is to look like one of another kind. Then it is known by its source alone.
+bool isDisguised(const std::vector<std::string>& call) {
+  return std::ranges::any_of(call, [](const std::string& list) {
+    return std::ranges::any_of(host::splitMountOptions(list),
+                               [](const std::string& option) { return option.starts_with("subtype="); });
+  });
+}
+
 }  // namespace
 
 bool isMountHelper(std::string_view program) {
@@ -42,6 +51,8 @@ std::vector<std::string> wordsOfMountHelper(const std::vector<std::string>& word
     if (takesNext && i + 1 < words.size()) {
       if (word == "-o") call.insert(call.end(), {word, words[i + 1]});
       ++i;
+    } else if (word.starts_with("-o")) {
+      call.insert(call.end(), {"-o", word.substr(2)});
     } else if (word.starts_with("-") && !word.starts_with("--")) {
       translateFlags(std::string_view(word).substr(1), call);
     } else {
@@ -51,7 +62,7 @@ std::vector<std::string> wordsOfMountHelper(const std::vector<std::string>& word
   if (places.empty()) return call;
   const std::string source = places.front();
   // The table of mounts then has the source of fstab, by which mount(8) knows that it is mounted.
-  call.insert(call.begin() + 1, {"-o", "fsname=" + host::escapedMountOption(source)});
+  if (!isDisguised(call)) call.insert(call.begin() + 1, {"-o", "fsname=" + host::escapedMountOption(source)});
   if (source != "tovrin" && source != "none") call.insert(call.end(), {"--container", source});
   call.insert(call.end(), places.begin() + 1, places.end());
   return call;

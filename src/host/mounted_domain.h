@@ -105,7 +105,6 @@ class MountedDomain final : public MountControl {
   void attributesChanged(const NSFileProviderItemIdentifier& identifier);
   EvictOutcome evictOne(const NSFileProviderItemIdentifier& identifier);
   void evictBelow(const NSFileProviderItemIdentifier& folder, std::vector<EvictOutcome>& outcomes);
-  std::string filename(const NSFileProviderItemIdentifier& identifier);
   std::vector<MountStatus::KeptEdit> keptEdits();
 
   const MountRequest request_;

@@ -10,16 +10,11 @@
 /// What a running mount does when it is asked from outside.
 namespace tovrin::host {
 
-std::string MountedDomain::filename(const NSFileProviderItemIdentifier& identifier) {
-  const SharedItem item = domain_.item(identifier);
-  return item ? item->filename() : identifier;
-}
-
 std::vector<MountStatus::KeptEdit> MountedDomain::keptEdits() {
   std::vector<MountStatus::KeptEdit> kept;
   for (const Edit& edit : store_->edits()) {
     const auto error = edits_.lastError(edit.identifier);
-    kept.push_back({edit.identifier, filename(edit.identifier), edit.state, edit.file,
+    kept.push_back({edit.identifier, filenameOf(domain_.item(edit.identifier), edit.identifier), edit.state, edit.file,
                     error ? error->localizedDescription() : std::string()});
   }
   return kept;
@@ -48,7 +43,7 @@ EvictOutcome MountedDomain::evictOne(const NSFileProviderItemIdentifier& identif
       fateOf(domain_, item, local->version, local->file) != EditFate::waits) {
     edits_.forget(identifier);
   }
-  const EvictOutcome outcome{identifier, item ? item->filename() : identifier, store_->evict(identifier)};
+  const EvictOutcome outcome{identifier, filenameOf(item, identifier), store_->evict(identifier)};
   if (outcome.result == Evicted::dropped) attributesChanged(identifier);
   return outcome;
 }

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 
 #include "platform/sha256.h"
+#include "provider/identifier.h"
 
 namespace tovrin::host {
 
@@ -36,6 +38,13 @@ std::int64_t fileBytes(const TovrinFileProviderItem& item) {
 }
 
 }  // namespace
+
+std::string filenameOf(const SharedItem& item, const NSFileProviderItemIdentifier& identifier) {
+  if (item) return item->filename();
+  const auto parsed = TovrinFileProviderIdentifier::parse(identifier);
+  const auto* entry = parsed ? std::get_if<TovrinFileProviderIdentifier::Entry>(&parsed->value) : nullptr;
+  return entry != nullptr ? std::filesystem::path(entry->relativePath).filename().string() : identifier;
+}
 
 std::uint64_t inodeNumber(std::string_view identifier) {
   const std::string digest = sha256Hex(identifier);

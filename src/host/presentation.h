@@ -12,6 +12,9 @@
 
 namespace tovrin::host {
 
+/// The item's name; of one that is gone, which is null, what its identifier tells.
+std::string filenameOf(const SharedItem& item, const NSFileProviderItemIdentifier& identifier);
+
 /// The same number for the same identifier in every mount, so that tools that remember inodes work across remounts.
 std::uint64_t inodeNumber(std::string_view identifier);
 

@@ -35,6 +35,7 @@ TEST_F(MountWords, thatAreWrongAreNamedWithTheUsageAndStatusTwo) {
       {{"mount", "--max-fetches=0", "x"}, "tovrin: --max-fetches: “0” is no number from 1 to 64\n"},
       {{"mount", "-o", "allow_other,allow_root", "x"},
        "tovrin: allow_root: allow_other and allow_root exclude each other\n"},
+      {{"mount", ""}, "MOUNTPOINT is empty\nUsage: tovrin mount "},
       {{"mount", "--bogus", "x"}, "--bogus\nUsage: tovrin mount "},
       {{"mount", "a", "b"}, "Usage: tovrin mount "},
       {{"unmount"}, "MOUNTPOINT is required\nUsage: tovrin unmount [OPTIONS] MOUNTPOINT\n"},
@@ -71,6 +72,7 @@ TEST_F(MountWords, ofTheMountProgramAreUnderstood) {
     EXPECT_EQ(runAsHelper(name, "tovrin mnt -f").status, 0);
     EXPECT_EQ(runAsHelper(name, "/some/container mnt -fnv -t fuse.tovrin -N 1 -o rw,nofail,uid=0").status, 0);
     EXPECT_EQ(runAsHelper(name, "tovrin mnt -fs -o rw,bogus").status, 0);
+    EXPECT_EQ(runAsHelper(name, "tovrin mnt -f -orw,nofail").status, 0);
     const Ended unknown = runAsHelper(name, "tovrin mnt -f -o rw,bogus");
     EXPECT_EQ(unknown.status, 2);
     EXPECT_TRUE(unknown.err.starts_with("tovrin: there is no option “bogus”\nUsage: tovrin mount ")) << unknown.err;

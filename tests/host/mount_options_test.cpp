@@ -125,6 +125,8 @@ TEST(MountOptions, withAWrongValueSayWhatIsRight) {
       {"umask=8", "umask: “8” is no octal number from 0 to 777"},
       {"umask=1777", "umask: “1777” is no octal number from 0 to 777"},
       {"container=", "container: a value is missing"},
+      {"subtype", "subtype: a value is missing"},
+      {"fsname=", "fsname: a value is missing"},
       {"allow_other,allow_root", "allow_root: allow_other and allow_root exclude each other"},
   };
   for (const auto& [option, complaint] : wrong) EXPECT_EQ(complaintAbout(option), complaint);

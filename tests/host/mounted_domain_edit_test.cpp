@@ -187,6 +187,8 @@ TEST_F(EditedDomain, isRefusedByTheRuleOfTheWarpWhenTheManifestIsGone) {
   const Result<void> refused = handOver(**opened);
   ASSERT_FALSE(refused);
   EXPECT_EQ(refused.error().code(), 4) << refused.error().localizedDescription();
+  ASSERT_EQ(mounted_->status().edits.size(), 1U);
+  EXPECT_EQ(mounted_->status().edits.front().filename, "a.txt");
 }
 
 TEST_F(EditedDomain, isLetGoWhenTheMainApplicationHasStoredIt) {

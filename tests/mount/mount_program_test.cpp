@@ -22,6 +22,17 @@ until_true settled
   EXPECT_EQ(ended.status, 0);
 }
 
+TEST_F(MountProgram, knowsItsOwnUnderTheTypeOfAnother) {
+  const Ended ended = system(R"sh(
+mount -t tovrin -o subtype=sshfs $TOVRIN_CONTAINER $M
+findmnt -no FSTYPE,SOURCE $M | tr -s ' '
+tovrin unmount $M
+until_true settled
+)sh");
+  EXPECT_EQ(ended.output, "fuse.sshfs tovrin\n");
+  EXPECT_EQ(ended.status, 0);
+}
+
 TEST_F(MountProgram, failsWithTheReason) {
   const Ended ended = system(R"sh(
 status=0

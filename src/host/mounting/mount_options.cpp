@@ -191,6 +191,7 @@ std::expected<void, OptionComplaint> passOn(std::string_view option, MountReques
 std::expected<void, OptionComplaint> applyWithValue(std::string_view name, std::string_view value,
                                                     const Target& target) {
   if (contains(kPassedOnWithValue, name)) {
+    if (value.empty()) return complaint(name, "a value is missing");
     // libfuse splits it once more.
     target.request.fuseOptions.push_back(fmt::format("{}={}", name, escapedMountOption(value)));
     return {};
