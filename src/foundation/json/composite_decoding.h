@@ -65,7 +65,7 @@ Status decodeElement(ondemand::value& value, const Located& located, T& out, Con
 template <class T>
 T& inPlace(simdjson::simdjson_result<T>& result) {
   T&& value = std::move(result).value_unsafe();
-  return value;
+  return static_cast<T&>(value);  // as it stands it would be an rvalue in C++23, for compilers that follow it there
 }
 
 /// Makes room for the whole list at once when enough of it was read to tell how long it will be: to half the end of the
