@@ -59,8 +59,8 @@
                        completionHandler:(void (^)(NSFileProviderItem _Nullable, NSFileProviderItemFields, BOOL,
                                                    NSError* _Nullable))completionHandler {
   return tovrin::toNSProgress(_core->createItemBasedOnTemplate(
-      *tovrin::fromNSFileProviderItem(itemTemplate), tovrin::NSFileProviderItemFields{fields}, tovrin::toPath(url),
-      tovrin::modifyCompletion(completionHandler)));
+      *tovrin::fromNSFileProviderItem(itemTemplate), static_cast<tovrin::NSFileProviderItemFields>(fields),
+      tovrin::toPath(url), tovrin::modifyCompletion(completionHandler)));
 }
 
 - (NSProgress*)modifyItem:(NSFileProviderItem)item
@@ -72,7 +72,7 @@
         completionHandler:(void (^)(NSFileProviderItem _Nullable, NSFileProviderItemFields, BOOL,
                                     NSError* _Nullable))completionHandler {
   return tovrin::toNSProgress(_core->modifyItem(tovrin::fromNSFileProviderItem(item), tovrin::fromItemVersion(version),
-                                                tovrin::NSFileProviderItemFields{changedFields},
+                                                static_cast<tovrin::NSFileProviderItemFields>(changedFields),
                                                 tovrin::toPath(newContents),
                                                 tovrin::modifyCompletion(completionHandler)));
 }

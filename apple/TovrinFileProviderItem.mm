@@ -35,7 +35,8 @@
 }
 
 - (UTType*)contentType {
-  return [UTType typeWithIdentifier:tovrin::toNSString(_core->contentType().identifier())];
+  UTType* declared = [UTType typeWithIdentifier:tovrin::toNSString(_core->contentType().identifier())];
+  return declared != nil ? declared : UTTypeData;
 }
 
 - (nullable NSNumber*)documentSize {
@@ -54,7 +55,7 @@
 }
 
 - (NSFileProviderItemCapabilities)capabilities {
-  return _core->capabilities();
+  return static_cast<NSFileProviderItemCapabilities>(_core->capabilities());
 }
 
 - (NSFileProviderContentPolicy)contentPolicy {

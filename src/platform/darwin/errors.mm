@@ -13,6 +13,9 @@ namespace tovrin {
   return [::NSError errorWithDomain:toNSString(error.domain()) code:error.code() userInfo:details];
 }
 
-NSError fromNSError(::NSError* error) { return {toText(error.domain), error.code, toText(error.localizedDescription)}; }
+std::optional<NSError> fromNSError(::NSError* error) {
+  if (error == nil) return std::nullopt;
+  return NSError(toText(error.domain), error.code, toText(error.localizedDescription));
+}
 
 }  // namespace tovrin

@@ -43,7 +43,7 @@ class ProviderDirectories final : public Directories {
       ::NSError* error = nil;
       if (const auto directory = toPath([manager temporaryDirectoryURLWithError:&error]))
         return Result<path>(*directory);
-      if (error != nil) return Result<path>(failure(fromNSError(error)));
+      if (const auto reported = fromNSError(error)) return Result<path>(failure(*reported));
       return Result<path>(failure(NSError::cocoa(CocoaErrorCode::fileNoSuchFile)));
     }
   }

@@ -76,7 +76,15 @@ NSString* const NSDebugDescriptionErrorKey = @"NSDebugDescription";
 
 @end
 
+// The constant that the framework declares; it can only be made once there are classes.
+UTType* dataType __asm__("UTTypeData");
+
 @implementation UTType
+
++ (void)load {
+  dataType = [[UTType alloc] init];
+  dataType->_identifier = @"public.data";
+}
 
 + (instancetype)typeWithIdentifier:(NSString*)identifier {
   UTType* type = [[[UTType alloc] init] autorelease];
@@ -84,11 +92,13 @@ NSString* const NSDebugDescriptionErrorKey = @"NSDebugDescription";
   return type;
 }
 
-/// Knows one declared type; everything else is dynamic, as on a system without the application that declares it.
+/// Knows two declared types; everything else is dynamic, as on a system without the application that declares it.
 + (instancetype)typeWithFilenameExtension:(NSString*)filenameExtension conformingToType:(UTType*)supertype {
   if (filenameExtension.length == 0 || ![supertype.identifier isEqualToString:@"public.data"]) return nil;
-  const BOOL isDeclared = [filenameExtension.lowercaseString isEqualToString:@"pdf"];
-  return [self typeWithIdentifier:isDeclared ? @"com.adobe.pdf" : @"dyn.ah62d4rv4ge80c5"];
+  NSString* const folded = filenameExtension.lowercaseString;
+  if ([folded isEqualToString:@"pdf"]) return [self typeWithIdentifier:@"com.adobe.pdf"];
+  if ([folded isEqualToString:@"txt"]) return [self typeWithIdentifier:@"public.plain-text"];
+  return [self typeWithIdentifier:@"dyn.ah62d4rv4ge80c5"];
 }
 
 - (BOOL)isDynamic {

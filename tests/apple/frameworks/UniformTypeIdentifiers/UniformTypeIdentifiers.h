@@ -21,4 +21,6 @@ API_AVAILABLE(macos(11.0))
 + (nullable instancetype)typeWithFilenameExtension:(NSString*)filenameExtension conformingToType:(UTType*)supertype;
 @end
 
+extern UTType* const UTTypeData API_AVAILABLE(macos(11.0));
+
 NS_ASSUME_NONNULL_END
