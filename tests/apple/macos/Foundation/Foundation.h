@@ -1,0 +1,7 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+#import <Foundation/NSValues.h>
+
+#import <Foundation/NSFiles.h>
+#import <Foundation/NSURLSession.h>

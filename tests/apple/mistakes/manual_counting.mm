@@ -1,0 +1,3 @@
+#import <Foundation/Foundation.h>
+
+void letGo(NSObject* object) { [object release]; }

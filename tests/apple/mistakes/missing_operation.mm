@@ -1,0 +1,7 @@
+#import <FileProvider/FileProvider.h>
+
+@interface TovrinUnfinished : NSObject <NSFileProviderReplicatedExtension>
+@end
+
+@implementation TovrinUnfinished
+@end
