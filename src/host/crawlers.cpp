@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <fnmatch.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +13,7 @@
 #include <iterator>
 
 #include "foundation/path.h"
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin::host {
 
@@ -40,6 +42,9 @@ constexpr auto kInterpreters =
 
 /// An indexer starts a script, and that a converter.
 constexpr int kGenerations = 4;
+
+/// Programs that open files at the same time.
+constexpr std::size_t kMostRemembered = 64;
 
 bool matches(std::string_view pattern, const std::string& name) {
   return fnmatch(std::string(pattern).c_str(), name.c_str(), 0) == 0;
@@ -104,6 +109,23 @@ pid_t parentOf(pid_t process) {
   return parent;
 }
 
+/// Of /proc/N/stat what stays: the name, the parent, and when the process began.
+std::string lastingStatus(std::string_view status) {
+  constexpr std::size_t kParent = 4;
+  constexpr std::size_t kBeginning = 22;
+  const std::size_t nameEnd = status.rfind(')');
+  if (nameEnd == std::string_view::npos) return {};
+  std::string lasting(status.substr(0, nameEnd + 1));
+  std::size_t field = 2;
+  for (std::size_t at = nameEnd + 1; at < status.size() && field < kBeginning;) {
+    const std::size_t begin = at + 1;
+    at = std::min(status.find(' ', begin), status.size());
+    ++field;
+    if (field == kParent || field == kBeginning) lasting.append(" ").append(status.substr(begin, at - begin));
+  }
+  return lasting;
+}
+
 bool isBuiltIn(const Process& process) {
   return std::ranges::any_of(kBuiltIn, [&](const Crawlers::Known& known) {
     if (!matches(known.program, process.program)) return false;
@@ -117,19 +139,50 @@ bool isBuiltIn(const Process& process) {
 
 std::span<const Crawlers::Known> Crawlers::builtIn() { return kBuiltIn; }
 
-bool Crawlers::isCrawler(pid_t process, int openFlags) const {
-  if ((openFlags & O_NOATIME) != 0) return true;
+Crawlers::Opener Crawlers::lookAt(pid_t process) const {
   const Process opener = look(process);
-  if (std::ranges::any_of(more_, [&](const std::string& pattern) { return matches(pattern, opener.program); }))
-    return true;
-  if (isBuiltIn(opener)) return true;
+  const auto isOpener = [&](const std::string& pattern) { return matches(pattern, opener.program); };
+  if (std::ranges::any_of(more_, isOpener) || isBuiltIn(opener)) return {opener.program, true};
   // Of the built-in ones only: a program that the user names may be one that starts others for the user.
   pid_t ancestor = process;
   for (int generation = 0; generation < kGenerations && ancestor > 1; ++generation) {
     ancestor = parentOf(ancestor);
-    if (isBuiltIn(look(ancestor))) return true;
+    if (isBuiltIn(look(ancestor))) return {opener.program, true};
   }
-  return false;
+  return {opener.program, false};
+}
+
+std::optional<Crawlers::Mark> Crawlers::markOf(pid_t process) {
+  const FileDescriptor file = FileDescriptor::open(fmt::format("/proc/{}/stat", process), O_RDONLY);
+  std::array<char, 1024> text{};
+  const ssize_t length = file.isOpen() ? ::read(file.get(), text.data(), text.size()) : -1;
+  std::array<char, 4096> link{};
+  const ssize_t linkLength = ::readlink(fmt::format("/proc/{}/exe", process).c_str(), link.data(), link.size());
+  if (length <= 0 || linkLength <= 0) return std::nullopt;
+  return Mark{lastingStatus({text.data(), static_cast<std::size_t>(length)}),
+              std::string(link.data(), static_cast<std::size_t>(linkLength))};
+}
+
+Crawlers::Opener Crawlers::opener(pid_t process, int openFlags) {
+  const std::optional<Mark> mark = process > 0 ? markOf(process) : std::nullopt;
+  Opener seen;
+  bool isKnown = false;
+  if (mark) {
+    const std::scoped_lock hold(lock_);
+    const auto known = remembered_.find(process);
+    isKnown = known != remembered_.end() && known->second.mark == *mark;
+    if (isKnown) seen = known->second.opener;
+  }
+  if (!isKnown) {
+    seen = lookAt(process);
+    if (mark) {
+      const std::scoped_lock hold(lock_);
+      if (remembered_.size() >= kMostRemembered) remembered_.clear();
+      remembered_.insert_or_assign(process, Remembered{*mark, seen});
+    }
+  }
+  seen.isCrawler = seen.isCrawler || (openFlags & O_NOATIME) != 0;
+  return seen;
 }
 
 std::string programName(pid_t process) { return look(process).program; }

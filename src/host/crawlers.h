@@ -2,9 +2,12 @@
 
 #include <sys/types.h>
 
+#include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace tovrin::host {
@@ -24,12 +27,33 @@ class Crawlers {
   /// `more`: patterns for names of programs besides the built-in ones.
   explicit Crawlers(std::vector<std::string> more) : more_(std::move(more)) {}
 
-  /// Whether an open with these flags is a crawler's, or one that its program started. O_NOATIME counts as a crawler's
-  /// mark. A process that is gone or out of sight (0) is none.
-  bool isCrawler(pid_t process, int openFlags) const;
+  struct Opener {
+    std::string program;  ///< as `programName`
+    bool isCrawler = false;
+  };
+  /// Who opens a file with these flags: a crawler, or what its program started, is one. O_NOATIME counts as a crawler's
+  /// mark. A process that is gone or out of sight (0) is none. Remembers who was asked about last, until they end or
+  /// run another program.
+  Opener opener(pid_t process, int openFlags);
 
  private:
+  /// What tells a process from others of its number, and from itself before it ran another program.
+  struct Mark {
+    std::string status;
+    std::string executable;
+    friend bool operator==(const Mark&, const Mark&) = default;
+  };
+  struct Remembered {
+    Mark mark;
+    Opener opener;
+  };
+
+  static std::optional<Mark> markOf(pid_t process);
+  Opener lookAt(pid_t process) const;
+
   const std::vector<std::string> more_;
+  std::mutex lock_;
+  std::unordered_map<pid_t, Remembered> remembered_;
 };
 
 /// The name of the program that a process runs, without its folder; of a script the script's. Empty when it is gone or

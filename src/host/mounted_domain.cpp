@@ -147,8 +147,8 @@ Result<std::shared_ptr<OpenItem>> MountedDomain::openHere(const Node& node, cons
 }
 
 std::optional<NSError> MountedDomain::reasonToRefuse(const TovrinFileProviderItem& item, const Opener& opener) {
-  const std::string program = programName(opener.process);
-  if (request_.crawlers == CrawlerMode::deny && crawlers_.isCrawler(opener.process, opener.flags)) {
+  const auto [program, isCrawler] = crawlers_.opener(opener.process, opener.flags);
+  if (request_.crawlers == CrawlerMode::deny && isCrawler) {
     if (refusedCrawlers_++ == 0) {
       log::notice("{} may not open files that are not here; this is said once", program);
     }

@@ -111,7 +111,7 @@ class MountedDomain final : public MountControl {
   Domain& domain_;
   KernelCache& kernel_;
   const Presentation presentation_;
-  const Crawlers crawlers_;
+  Crawlers crawlers_;
   std::atomic<std::int64_t> refusedCrawlers_{0};
   OpenRate openRate_;
   std::unique_ptr<ReplicaStore> store_;

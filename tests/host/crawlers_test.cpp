@@ -38,8 +38,7 @@ class WaitingProcess {
     close(output[1]);
     input_ = input[1];
     output_ = output[0];
-    char byte = 0;
-    while (read(output_, &byte, 1) == 1 && byte != '\n') said_ += byte;
+    listen();
   }
   ~WaitingProcess() {
     close(input_);  // ends whoever reads it, a child too
@@ -50,10 +49,22 @@ class WaitingProcess {
   WaitingProcess(const WaitingProcess&) = delete;
   WaitingProcess& operator=(const WaitingProcess&) = delete;
 
+  /// Gives it a line and waits until it says something more.
+  void goOn() {
+    if (write(input_, "\n", 1) != 1) throw std::runtime_error("the process is gone");
+    listen();
+  }
+
   pid_t id() const { return process_; }
   const std::string& said() const { return said_; }
 
  private:
+  void listen() {
+    said_.clear();
+    char byte = 0;
+    while (read(output_, &byte, 1) == 1 && byte != '\n') said_ += byte;
+  }
+
   pid_t process_ = -1;
   int input_ = -1;
   int output_ = -1;
@@ -73,7 +84,7 @@ class CrawlerPrograms : public testing::Test {
     std::filesystem::copy_file("/bin/dash", program);
     return std::make_unique<WaitingProcess>(program, std::vector<std::string>{"-c", commands, argument});
   }
-  bool isCrawler(const WaitingProcess& process) const { return crawlers_.isCrawler(process.id(), O_RDONLY); }
+  bool isCrawler(const WaitingProcess& process) { return crawlers_.opener(process.id(), O_RDONLY).isCrawler; }
 
   ScratchFolder scratch_;
   Crawlers crawlers_{{"my-backup*"}};
@@ -99,7 +110,7 @@ TEST_F(CrawlerPrograms, ofKDEAreKnownByTheirModule) {
 
 TEST_F(CrawlerPrograms, areThoseThatTheUserNames) {
   EXPECT_TRUE(isCrawler(*run("my-backup-tool")));
-  EXPECT_FALSE(Crawlers({}).isCrawler(run("my-backup-2")->id(), O_RDONLY));
+  EXPECT_FALSE(Crawlers({}).opener(run("my-backup-2")->id(), O_RDONLY).isCrawler);
 }
 
 TEST_F(CrawlerPrograms, areScriptsByTheScriptsName) {
@@ -118,12 +129,12 @@ TEST_F(CrawlerPrograms, areWhatACrawlerStarts) {
   const auto indexer = run("recollindex", kStartAChild);
   const pid_t child = std::stoi(indexer->said());
   EXPECT_NE(programName(child), "recollindex");
-  EXPECT_TRUE(crawlers_.isCrawler(child, O_RDONLY));
+  EXPECT_TRUE(crawlers_.opener(child, O_RDONLY).isCrawler);
 }
 
 TEST_F(CrawlerPrograms, areNotWhatAProgramStartsThatTheUserNames) {
   const auto named = run("my-backup", kStartAChild);
-  EXPECT_FALSE(crawlers_.isCrawler(std::stoi(named->said()), O_RDONLY));
+  EXPECT_FALSE(crawlers_.opener(std::stoi(named->said()), O_RDONLY).isCrawler);
 }
 
 TEST_F(CrawlerPrograms, areKnownAfterAnUpgradeRemovedThem) {
@@ -134,8 +145,25 @@ TEST_F(CrawlerPrograms, areKnownAfterAnUpgradeRemovedThem) {
 }
 
 TEST_F(CrawlerPrograms, areWhoeverLeavesNoTrace) {
-  EXPECT_TRUE(crawlers_.isCrawler(getpid(), O_RDONLY | O_NOATIME));
-  EXPECT_FALSE(crawlers_.isCrawler(getpid(), O_RDONLY));
+  EXPECT_TRUE(crawlers_.opener(getpid(), O_RDONLY | O_NOATIME).isCrawler);
+  EXPECT_FALSE(crawlers_.opener(getpid(), O_RDONLY).isCrawler);
+}
+
+TEST_F(CrawlerPrograms, areRememberedUntilTheProcessRunsAnother) {
+  const std::filesystem::path indexer = scratch_ / "tumblerd";
+  std::filesystem::copy_file("/bin/dash", indexer);
+  const auto process = run("cp", kSayAndWait + "; exec '" + indexer.string() + "' -c '" + kSayAndWait + "'");
+  for (int open = 0; open < 3; ++open) EXPECT_FALSE(isCrawler(*process));
+  EXPECT_EQ(crawlers_.opener(process->id(), O_RDONLY).program, "cp");
+  process->goOn();
+  for (int open = 0; open < 3; ++open) EXPECT_TRUE(isCrawler(*process));
+  EXPECT_EQ(crawlers_.opener(process->id(), O_RDONLY).program, "tumblerd");
+}
+
+TEST_F(CrawlerPrograms, keepNoMarkOfOneOpen) {
+  EXPECT_TRUE(crawlers_.opener(getpid(), O_RDONLY | O_NOATIME).isCrawler);
+  EXPECT_FALSE(crawlers_.opener(getpid(), O_RDONLY).isCrawler);
+  EXPECT_TRUE(crawlers_.opener(getpid(), O_RDONLY | O_NOATIME).isCrawler);
 }
 
 TEST_F(CrawlerPrograms, areNotThoseThatNobodySees) {
@@ -145,7 +173,7 @@ TEST_F(CrawlerPrograms, areNotThoseThatNobodySees) {
     ended = process->id();
   }
   for (const pid_t process : {0, -1, ended}) {
-    EXPECT_FALSE(crawlers_.isCrawler(process, O_RDONLY)) << process;
+    EXPECT_FALSE(crawlers_.opener(process, O_RDONLY).isCrawler) << process;
     EXPECT_EQ(programName(process), "") << process;
   }
 }
