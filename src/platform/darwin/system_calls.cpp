@@ -14,6 +14,12 @@ namespace tovrin {
 
 namespace {
 
+/// Not every file system knows the flag, and not all say so in the same way.
+int renameByFlag(const std::filesystem::path& from, const std::filesystem::path& to, unsigned flag) {
+  if (renamex_np(from.c_str(), to.c_str(), flag) == 0) return 0;
+  return errno == EINVAL ? ENOTSUP : errno;
+}
+
 int options(LinkPolicy links) { return links == LinkPolicy::noFollow ? XATTR_NOFOLLOW : 0; }
 
 }  // namespace
@@ -21,8 +27,11 @@ int options(LinkPolicy links) { return links == LinkPolicy::noFollow ? XATTR_NOF
 clockid_t uptimeClock() { return CLOCK_UPTIME_RAW; }
 
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
-  if (renamex_np(from.c_str(), to.c_str(), RENAME_EXCL) == 0) return 0;
-  return errno == EINVAL ? ENOTSUP : errno;
+  return renameByFlag(from, to, RENAME_EXCL);
+}
+
+int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b) {
+  return renameByFlag(a, b, RENAME_SWAP);
 }
 
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,

@@ -3,6 +3,7 @@
 // Calls and constants that Darwin declares in headers which Debian has without them; given to every source.
 
 #define F_FULLFSYNC 51
+#define RENAME_SWAP 0x00000002
 #define RENAME_EXCL 0x00000004
 #define CLOCK_UPTIME_RAW 8
 
