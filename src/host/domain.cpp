@@ -1,5 +1,6 @@
 #include "host/domain.h"
 
+#include "local/cached_item_records.h"
 #include "platform/directories.h"
 
 namespace tovrin::host {
@@ -62,6 +63,14 @@ NSFileProviderSyncAnchor Domain::anchor() {
       .enumeratorForContainerItemIdentifier(NSFileProviderItemIdentifier(NSFileProviderRootContainerItemIdentifier))
       ->currentSyncAnchor([&](const NSFileProviderSyncAnchor& anchor) { current = anchor; });
   return current;
+}
+
+std::optional<std::filesystem::path> Domain::pendingCopy(const TovrinFileProviderItem& item) {
+  if (!item.entry() || item.isUploaded()) return {};
+  const auto records = journal_.records();
+  const auto* record = records ? (*records)->find(item.warpID().value_or(""), item.entry()->relativePath) : nullptr;
+  if (record == nullptr || !record->pendingWritebackFilePath) return {};
+  return *record->pendingWritebackFilePath;
 }
 
 std::shared_ptr<const NSFileProviderItem> itemToHandIn(const SharedItem& known,

@@ -30,6 +30,8 @@ class Domain {
   /// What the container's enumerator delivers, in its order.
   std::vector<SharedItem> children(const NSFileProviderItemIdentifier& container);
   NSFileProviderSyncAnchor anchor();
+  /// The copy of an edit of this item that waits for its upload; nothing when none does, or when that cannot be told.
+  std::optional<std::filesystem::path> pendingCopy(const TovrinFileProviderItem& item);
   /// Whether what items say of their uploads comes from the journal. One that is not there is an empty one.
   bool isJournalReadable() { return journal_.records().has_value(); }
 

@@ -1,11 +1,15 @@
 #include "host/kept_edits.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <utility>
 
 #include "host/edit_fate.h"
 #include "host/log.h"
+#include "platform/posix/file_descriptor.h"
 
 namespace tovrin::host {
 
@@ -17,6 +21,20 @@ constexpr std::chrono::seconds kRarestRetry{300};
 std::chrono::seconds retryDelay(unsigned refusals) {
   return std::min(kRarestRetry, kFirstRetry * (1U << std::min(refusals - 1, 8U)));
 }
+
+/// The file in which an edit waits for its upload.
+class PendingCopy final : public LocalFile {
+ public:
+  explicit PendingCopy(std::filesystem::path path)
+      : path_(std::move(path)), file_(FileDescriptor::open(path_, O_RDONLY | O_NOFOLLOW)) {}
+  bool isOpen() const { return file_.isOpen(); }
+  int descriptor() const override { return file_.get(); }
+  const std::filesystem::path& path() const override { return path_; }
+
+ private:
+  const std::filesystem::path path_;
+  const FileDescriptor file_;
+};
 
 }  // namespace
 
@@ -46,6 +64,38 @@ Result<std::shared_ptr<LocalFile>> KeptEdits::open(const SharedItem& item, const
   TOVRIN_TRY(std::shared_ptr<LocalFile> begun, store_.beginEdit(identifier, baseVersion, from));
   const std::scoped_lock hold(lock_);
   states_[identifier].item = item;
+  return begun;
+}
+
+Result<std::shared_ptr<LocalFile>> KeptEdits::takeUp(const SharedItem& item, const std::filesystem::path& pendingCopy) {
+  const NSFileProviderItemIdentifier& identifier = item->itemIdentifier();
+  const PendingCopy from(pendingCopy);
+  if (!from.isOpen()) return failure(fileError(errno, FileOperation::read, pendingCopy));
+  {
+    std::unique_lock hold(lock_);
+    calm_.wait(hold, [&] {
+      const auto known = states_.find(identifier);
+      return known == states_.end() || !known->second.isHandedOver;
+    });
+    if (std::shared_ptr<LocalFile> known = store_.openEdit(identifier)) return known;
+    State& state = states_[identifier];
+    state.isHandedOver = true;  // until it is begun, nobody changes it
+    state.item = item;
+  }
+  Result<std::shared_ptr<LocalFile>> begun = store_.beginEdit(identifier, item->itemVersion().contentVersion, &from);
+  if (begun) {
+    if (const Result<void> marked = store_.markEdit(identifier, EditState::saved, false); !marked) {
+      store_.forgetEdit(identifier);
+      begun = failure(marked.error());
+    }
+  }
+  const std::scoped_lock hold(lock_);
+  if (begun) {
+    states_.at(identifier).isHandedOver = false;
+  } else {
+    states_.erase(identifier);
+  }
+  calm_.notify_all();
   return begun;
 }
 

@@ -41,6 +41,10 @@ class KeptEdits {
   Result<std::shared_ptr<LocalFile>> open(const SharedItem& item, const std::string& baseVersion,
                                           const LocalFile* from);
 
+  /// The item's edit, begun from the copy that waits for its upload: an edit that another program handed over, or a
+  /// host whose folders are gone. It counts as handed over.
+  Result<std::shared_ptr<LocalFile>> takeUp(const SharedItem& item, const std::filesystem::path& pendingCopy);
+
   /// Runs `change`, which writes to the edit's file, while the file is not being handed over. False, without running
   /// it, when the item has no edit (any more): begin one. Fails, without running it, when the store cannot record that
   /// the edit is incomplete.

@@ -139,6 +139,11 @@ Result<std::shared_ptr<OpenItem>> MountedDomain::openHere(const Node& node, cons
     directories_.clear();
     return failure(NSError::posix(ESTALE));
   }
+  if (const auto pending = domain_.pendingCopy(*item)) {
+    TOVRIN_TRY(const std::shared_ptr<LocalFile> edit, edits_.takeUp(item, *pending));
+    kernel_.attributesChanged(node.id);  // before its size is used; takes no lock that this request holds
+    return shareEdit(node, versionOf(*item), edit);
+  }
   if (std::shared_ptr<OpenItem> file = node.file.lock()) return file;
   const std::string version = versionOf(*item);
   if ((flags & O_TRUNC) != 0) return share(node, version, nullptr);

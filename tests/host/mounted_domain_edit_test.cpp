@@ -178,6 +178,27 @@ TEST_F(EditedDomain, isSeenByWhoeverOpensTheNewerVersion) {
   EXPECT_EQ(bytesOf(**open(find("a.txt").node.id, O_RDONLY)), "first contents!");
 }
 
+TEST_F(EditedDomain, ofAnotherProgramIsGoneOnWith) {
+  const Shown shown = find("a.txt");
+  writeFile(test_.scratch / "put", "put by another");
+  std::promise<std::optional<NSError>> put;
+  domain_->extension().modifyItem(shown.node.item, shown.node.item->itemVersion(), NSFileProviderItemContents,
+                                  test_.scratch / "put",
+                                  [&](const auto&, auto, bool, const auto& error) { put.set_value(error); });
+  ASSERT_FALSE(put.get_future().get());
+  const auto opened = open(shown.node.id, O_RDWR);
+  ASSERT_TRUE(opened) << opened.error().localizedDescription();
+  EXPECT_EQ(bytesOf(**opened), "put by another");
+  EXPECT_TRUE(holds(kernel_.take(), "attributes " + std::to_string(shown.node.id)));
+  EXPECT_EQ(mounted_->itemStatus(shown.node).state, ItemState::edited);
+  EXPECT_EQ(find("a.txt").attributes.st_size, 14);
+  append(**opened, " and more");
+  ASSERT_TRUE(handOver(**opened));
+  const SharedItem item = domain_->item(shown.node.item->itemIdentifier());
+  EXPECT_EQ(readFile(domain_->pendingCopy(*item).value()), "put by another and more");
+  EXPECT_EQ(downloads(), 0U);
+}
+
 TEST_F(EditedDomain, isRefusedByTheRuleOfTheWarpWhenTheManifestIsGone) {
   const auto opened = open(find("a.txt").node.id, O_RDWR);
   ASSERT_TRUE(opened);

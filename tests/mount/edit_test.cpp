@@ -181,6 +181,18 @@ TEST_F(Edit, ofATruncateThatFailsIsNone) {
   EXPECT_EQ(readFile(notes()), text_);
 }
 
+TEST_F(Edit, ofThePutCommandIsShownAndGoneOnWith) {
+  EXPECT_EQ(run("wc -c <$D/notes.txt").output, "14\n");
+  writeFile(work() / "put", "much more than what was there before\n");
+  const auto put = run(TOVRIN_PROGRAM " put --container '" + platform_.warpDirectory().parent_path().string() +
+                       "' \"${D#$M}/notes.txt\" put");
+  ASSERT_EQ(put.status, 0) << put.output;
+  EXPECT_EQ(readFile(notes()), "much more than what was there before\n");
+  EXPECT_EQ(state(notes()), "edited");
+  EXPECT_EQ(append(notes(), "four\n"), 0);
+  expectOneEdit("notes.txt", "much more than what was there before\nfour\n");
+}
+
 }  // namespace
 
 }  // namespace tovrin
