@@ -12,6 +12,7 @@ namespace tovrin {
 namespace {
 
 constexpr std::string_view kBase64Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kBase64URLAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 constexpr std::uint32_t kNotBase64 = 0x80;
 
 constexpr std::array<std::uint8_t, 256> kBase64Values = [] {
@@ -25,23 +26,36 @@ constexpr std::array<std::uint8_t, 256> kBase64Values = [] {
 
 std::uint32_t byteAt(std::string_view bytes, std::size_t index) { return static_cast<unsigned char>(bytes[index]); }
 
-}  // namespace
-
-std::string base64Encode(std::string_view bytes) {
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t count = std::min<std::size_t>(bytes.size() - i, 3);
-    std::uint32_t group = byteAt(bytes, i) << 16;
-    if (count > 1) group |= byteAt(bytes, i + 1) << 8;
-    if (count > 2) group |= byteAt(bytes, i + 2);
-    text += kBase64Alphabet[group >> 18];
-    text += kBase64Alphabet[group >> 12 & 63];
-    text += count > 1 ? kBase64Alphabet[group >> 6 & 63] : '=';
-    text += count > 2 ? kBase64Alphabet[group & 63] : '=';
+/// Four digits for three bytes; fewer for what is left in the end.
+std::string base64Digits(std::string_view bytes, std::string_view alphabet) {
+  std::string text((bytes.size() * 4 + 2) / 3, '\0');
+  char* next = text.data();
+  std::size_t at = 0;
+  for (; at + 3 <= bytes.size(); at += 3, next += 4) {
+    const std::uint32_t group = byteAt(bytes, at) << 16 | byteAt(bytes, at + 1) << 8 | byteAt(bytes, at + 2);
+    next[0] = alphabet[group >> 18];
+    next[1] = alphabet[group >> 12 & 63];
+    next[2] = alphabet[group >> 6 & 63];
+    next[3] = alphabet[group & 63];
+  }
+  if (at < bytes.size()) {
+    const bool isPair = at + 1 < bytes.size();
+    const std::uint32_t group = byteAt(bytes, at) << 16 | (isPair ? byteAt(bytes, at + 1) << 8 : 0);
+    next[0] = alphabet[group >> 18];
+    next[1] = alphabet[group >> 12 & 63];
+    if (isPair) next[2] = alphabet[group >> 6 & 63];
   }
   return text;
 }
+
+}  // namespace
+
+std::string base64Encode(std::string_view bytes) {
+  std::string text = base64Digits(bytes, kBase64Alphabet);
+  return text.append((4 - text.size() % 4) % 4, '=');
+}
+
+std::string base64URLEncode(std::string_view bytes) { return base64Digits(bytes, kBase64URLAlphabet); }
 
 std::optional<std::string> base64Decode(std::string_view text) {
   const std::size_t digits = text.find_last_not_of('=') + 1;

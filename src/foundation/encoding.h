@@ -10,6 +10,8 @@ namespace tovrin {
 
 /// Standard base64 with padding.
 std::string base64Encode(std::string_view bytes);
+/// The same with "-" and "_" instead of "+" and "/", without padding.
+std::string base64URLEncode(std::string_view bytes);
 
 /// Decodes as `Data(base64Encoded:)` does with no options: only the standard alphabet, no white space; "=" beyond the
 /// needed padding is ignored, and so are unused bits of the last digit. Four or more "=" alone give one zero byte.

@@ -99,13 +99,7 @@ std::string entryIdentifier(std::string_view warpID, std::string_view relativePa
   return result;
 }
 
-std::string encodePathToken(std::string_view path) {
-  std::string token = base64Encode(path);
-  while (token.ends_with('=')) token.pop_back();
-  std::ranges::replace(token, '+', '-');
-  std::ranges::replace(token, '/', '_');
-  return token;
-}
+std::string encodePathToken(std::string_view path) { return base64URLEncode(path); }
 
 std::optional<std::string> decodePathToken(std::string_view token) {
   std::string base64(token);

@@ -22,6 +22,15 @@ TEST(Base64, encodesWithPadding) {
   EXPECT_EQ(base64Encode("\xFF\xFF\xFF"), "////");
 }
 
+TEST(Base64, leavesThePaddingOutForURLs) {
+  EXPECT_EQ(base64URLEncode(""), "");
+  EXPECT_EQ(base64URLEncode("f"), "Zg");
+  EXPECT_EQ(base64URLEncode("fo"), "Zm8");
+  EXPECT_EQ(base64URLEncode("foo"), "Zm9v");
+  EXPECT_EQ(base64URLEncode("\xFB\xEF\xBE"), "----");
+  EXPECT_EQ(base64URLEncode("\xFF\xFF\xFF"), "____");
+}
+
 TEST(Base64, decodesWhatItEncodes) {
   std::mt19937 random(1);
   std::uniform_int_distribution<int> byte(0, 255);

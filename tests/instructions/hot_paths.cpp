@@ -13,6 +13,7 @@
 #include "platform/compression_stream.h"
 #include "provider/enumerator.h"
 #include "provider/identifier.h"
+#include "provider/item.h"
 #include "provider/tree.h"
 #include "shared/indexed_manifest.h"
 #include "support/large_warp.h"
@@ -54,10 +55,24 @@ class Listing {
            LargeWarp::kFilesPerFolder;
   }
 
+  /// As a face takes everything over: each item with its version and whether it is uploaded.
+  bool takeAll() {
+    std::size_t items = 0;
+    for (const SharedItem& item : childItems(std::string(NSFileProviderWorkingSetContainerItemIdentifier), tree_)) {
+      items += !item->itemVersion().contentVersion.empty() && item->isUploaded() ? 1 : 0;
+    }
+    return items > kFiles;
+  }
+
  private:
   TestPlatform platform_;
   TovrinFileProviderTree tree_{platform_.platform(), std::make_shared<CachedItemsJournal>(platform_.platform())};
 };
+
+bool takesWholeDomain() {
+  Listing listing;
+  return counted([&] { return listing.takeAll(); });
+}
 
 bool listsFolder() {
   Listing listing;
@@ -107,11 +122,10 @@ bool decodesLZVN() {
 }  // namespace tovrin
 
 int main(int argc, char** argv) {
-  const std::map<std::string, bool (*)()> paths{{"decode-manifest", tovrin::decodesManifest},
-                                                {"list-folder", tovrin::listsFolder},
-                                                {"list-folder-again", tovrin::listsFolderAgain},
-                                                {"decode-lzfse", tovrin::decodesLZFSE},
-                                                {"decode-lzvn", tovrin::decodesLZVN}};
+  const std::map<std::string, bool (*)()> paths{
+      {"decode-manifest", tovrin::decodesManifest},    {"list-folder", tovrin::listsFolder},
+      {"list-folder-again", tovrin::listsFolderAgain}, {"take-whole-domain", tovrin::takesWholeDomain},
+      {"decode-lzfse", tovrin::decodesLZFSE},          {"decode-lzvn", tovrin::decodesLZVN}};
   const auto path = paths.find(argc == 2 ? argv[1] : "");
   if (path != paths.end()) return path->second() ? EXIT_SUCCESS : EXIT_FAILURE;
   for (const auto& [name, run] : paths) std::cerr << name << '\n';
