@@ -1,8 +1,11 @@
 #include "host/fetches.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <tuple>
+#include <utility>
 
+#include "host/error_numbers.h"
 #include "host/log.h"
 #include "materialize/errors.h"
 #include "platform/file_system.h"
@@ -41,6 +44,7 @@ struct Fetches::Job {
   double startedAt = 0;  ///< by the system's uptime
   bool isStarted = false;
   bool isCancelled = false;
+  bool hasTriedAgain = false;
 };
 
 Fetches::~Fetches() {
@@ -137,7 +141,8 @@ void Fetches::start(const SharedJob& job) {
       job->item->itemIdentifier(), std::nullopt,
       [this, job](const std::optional<std::filesystem::path>& file, const SharedItem& item,
                   const std::optional<NSError>& error) {
-        finish(job, error ? Result<FetchedCopy>(failure(*error)) : keep(job, *file, item));
+        const auto result = error ? Result<FetchedCopy>(failure(*error)) : keep(job, *file, item);
+        if (!triesAgain(job, result)) finish(job, result);
       });
   bool isCancelled = false;
   {
@@ -146,6 +151,18 @@ void Fetches::start(const SharedJob& job) {
     isCancelled = job->isCancelled;
   }
   if (isCancelled) progress->cancel();
+}
+
+/// The disk has filled up since room was reserved: copies go now, and it is tried once more.
+bool Fetches::triesAgain(const SharedJob& job, const Result<FetchedCopy>& result) {
+  if (result || errorNumber(result.error(), Operation::open) != ENOSPC) return false;
+  {
+    const std::scoped_lock hold(lock_);
+    if (job->isCancelled || std::exchange(job->hasTriedAgain, true)) return false;
+  }
+  job->reservation.reset();
+  start(job);
+  return true;
 }
 
 Result<FetchedCopy> Fetches::keep(const SharedJob& job, const std::filesystem::path& file, const SharedItem& item) {

@@ -67,6 +67,7 @@ class Fetches {
 
   std::optional<NSError> reasonToRefuse() const;
   void start(const SharedJob& job);
+  bool triesAgain(const SharedJob& job, const Result<FetchedCopy>& result);
   void finish(const SharedJob& job, const Result<FetchedCopy>& result);
   Result<FetchedCopy> keep(const SharedJob& job, const std::filesystem::path& file, const SharedItem& item);
   static Progress progressOf(const Job& job);

@@ -89,6 +89,20 @@ TEST_F(FullDisk, aDownloadThatRunsOutOfDiskLeavesNothing) {
   });
 }
 
+TEST_F(FullDisk, aDownloadThatRunsOutOfDiskTakesThePlaceOfCopies) {
+  ASSERT_TRUE(worker_.addFault("stall after=1000000 route=object times=2 seconds=1"));
+  onSmallDisk(cache(), "size=8m", [&] {
+    mount({"cache_free=0%"});
+    EXPECT_TRUE(readFile(shown() / "b.bin") == b_);
+    const auto reader = start("exec cat $D/a.bin");
+    ASSERT_TRUE(eventually([&] { return countFiles(copies()) > 0; }));
+    fill(cache() / "others");
+    EXPECT_TRUE(reader->finish().output == a_);
+    EXPECT_EQ(attribute(shown() / "b.bin", "user.tovrin.state"), "remote");
+    unmount();
+  });
+}
+
 TEST_F(FullDisk, anEditThatHasNoRoomIsRefusedAndTheFileUntouched) {
   onSmallDisk(state(), "size=2m", [&] {
     mount();

@@ -17,6 +17,8 @@ mkdir -p "$S/system"
 mount -t tmpfs none "$S/system"
 mknod -m 666 "$S/system/fuse" c 10 229
 mount --bind "$S/system/fuse" /dev/fuse
+mkdir -p "$S/home/cache"
+mount -t tmpfs none "$S/home/cache"  # with room, however full the disk of this machine is
 mkdir "$S/system/sbin"
 touch "$S/system/sbin/tovrin"
 mount --bind ')" TOVRIN_PROGRAM R"(' "$S/system/sbin/tovrin"
