@@ -6,3 +6,8 @@ set(TOVRIN_APP_GROUP "group.com.tovrin" CACHE STRING "App group of application a
 set(TOVRIN_APPLICATION_SUPPORT_FOLDER "Tovrin"
     CACHE STRING "Folder in Application Support that is used where there is no app group")
 set(TOVRIN_SIGNING_IDENTITY "" CACHE STRING "What the bundle is signed with; empty: not signed by the build")
+
+if(NOT TOVRIN_EXTENSION_BUNDLE_IDENTIFIER MATCHES "^${TOVRIN_APPLICATION_BUNDLE_IDENTIFIER}[.].")
+  message(FATAL_ERROR "TOVRIN_EXTENSION_BUNDLE_IDENTIFIER, ${TOVRIN_EXTENSION_BUNDLE_IDENTIFIER}, does not begin with "
+                      "${TOVRIN_APPLICATION_BUNDLE_IDENTIFIER} and a dot: the system would not load the extension")
+endif()

@@ -9,7 +9,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 
 flags=(
-  -target arm64-apple-macos13 -std=c++23 -D_LIBCPP_ENABLE_EXPERIMENTAL
+  -target arm64-apple-macos14 -std=c++23 -D_LIBCPP_ENABLE_EXPERIMENTAL
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wimplicit-fallthrough -Werror
   -nostdinc++ -nostdlibinc -isystem /usr/lib/llvm-19/include/c++/v1
   -isystem "$here/macos" -idirafter /usr/aarch64-linux-gnu/include -idirafter /usr/include

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/clonefile.h>
+#include <unistd.h>
 
 #include "platform/file_system.h"
 #include "platform/posix/copy_steps.h"
@@ -11,7 +12,11 @@ namespace {
 /// What a clone has left to do: an outcome without bytes of its own.
 Result<void> finishClone(const std::filesystem::path& from, const std::filesystem::path& to, Durability durability) {
   FileDescriptor copy = FileDescriptor::open(to, O_RDONLY | O_NOFOLLOW);
-  if (!copy.isOpen()) return failure(fileError(errno, FileOperation::create, to));
+  if (!copy.isOpen()) {
+    const int error = errno;
+    ::unlink(to.c_str());
+    return failure(fileError(error, FileOperation::create, to));
+  }
   return finishCopy(std::move(copy), {}, from, to, durability);
 }
 

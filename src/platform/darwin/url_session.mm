@@ -33,12 +33,18 @@ NSURLRequest* _Nullable systemRequest(const URLRequest& request) {
   return made;
 }
 
-/// Payloads are not worth a cache of the system's, and no server is to tell one request from another.
+/// Above every timeout that a request brings.
+constexpr NSTimeInterval kLongestTimeout = 3600;
+
+/// A session of our own, since only its delegate sees the bytes as they come: a download that exceeds what the manifest
+/// allows is cut off, and a password is not sent on to another host. Payloads are not worth a cache of the system's,
+/// and no server is to tell one request from another.
 NSURLSessionConfiguration* configuration() {
   NSURLSessionConfiguration* made = [NSURLSessionConfiguration ephemeralSessionConfiguration];
   made.URLCache = nil;
   made.HTTPCookieStorage = nil;
   made.URLCredentialStorage = nil;
+  made.timeoutIntervalForRequest = kLongestTimeout;  // else it would cut the requests' own timeouts short
   return made;
 }
 

@@ -39,6 +39,7 @@ NS_ASSUME_NONNULL_BEGIN
 @property(nullable, retain) NSURLCache* URLCache;
 @property(nullable, retain) NSHTTPCookieStorage* HTTPCookieStorage;
 @property(nullable, retain) NSURLCredentialStorage* URLCredentialStorage;
+@property NSTimeInterval timeoutIntervalForRequest;
 @end
 
 @class NSURLSession;
