@@ -150,7 +150,9 @@ void checkJournal(const Platform& platform, Findings& findings) {
   if (!copies) return;  // no edit was ever made here
   for (const std::string& copy : *copies) {
     if (named.contains(copy)) continue;
-    findings.push_back(note("edits", copy, "The journal does not name this copy of an edit; nothing will upload it."));
+    findings.push_back(note("edits", copy,
+                            "The journal does not name this copy of an edit: most likely a later save has taken its "
+                            "place. Nothing will upload it."));
   }
 }
 

@@ -142,7 +142,7 @@ TEST_F(Doctor, findsCopiesOfEditsThatAreMissingOrLeftOver) {
                 missing + R"(","pendingWritebackSize":4,"pendingWritebackChecksumSHA256":")" + std::string(64, 'a') +
                 "\"}]}");
   EXPECT_EQ(finding("problem  edits"), "problem  edits      /p/notes: The copy of its edit is missing: " + missing);
-  EXPECT_TRUE(finding("note     edits      left-over.txt").ends_with("nothing will upload it."));
+  EXPECT_TRUE(finding("note     edits      left-over.txt").ends_with("Nothing will upload it."));
 }
 
 TEST_F(Doctor, asksTheWorker) {

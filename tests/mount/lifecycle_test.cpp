@@ -78,6 +78,7 @@ TEST_F(Lifecycle, takesOffWhatAKilledProcessLeft) {
   const Ended ended = system(R"sh(
 killed() {
   tovrin mount $M
+  stat $M >/dev/null  # which the kernel remembers
   kill -KILL $(server)
   until_true refused ls $M
   refused ls $M 2>&1 | grep -o 'Transport endpoint is not connected'

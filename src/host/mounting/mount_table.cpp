@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -101,8 +102,8 @@ bool isDead(const std::filesystem::path& mountpoint) {
   // Only a process of its own can be left waiting for a file system that never answers.
   const pid_t asker = fork();
   if (asker == 0) {
-    struct stat status{};
-    _exit(stat(mountpoint.c_str(), &status) != 0 && errno == ENOTCONN ? kDead : kAlive);
+    struct statfs status{};  // never answered from what the kernel remembers, as stat(2) is
+    _exit(statfs(mountpoint.c_str(), &status) != 0 && errno == ENOTCONN ? kDead : kAlive);
   }
   if (asker < 0) return false;
   const int process = static_cast<int>(syscall(SYS_pidfd_open, asker, 0));
