@@ -99,8 +99,9 @@ void Refresh::storedEdits() {
     const SharedItem item = domain_.item(edit.identifier);
     const EditFate fate = fateOf(domain_, item, edit.baseVersion, edit.file);
     if (fate == EditFate::waits) continue;
+    // The copy of the version that was edited goes first: after the edit, a newer one may come in its place.
+    if (fate == EditFate::isStored) store_.dropCopy(edit.identifier);
     edits_.forget(edit.identifier);
-    if (fate == EditFate::isStored) store_.dropCopy(edit.identifier);  // of the version that was edited
     if (const auto node = nodes_.find(std::string_view(edit.identifier))) {
       kernel_.nameChanged(node->parent, node->name);
       kernel_.contentsChanged(node->id);
