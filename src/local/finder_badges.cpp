@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "local/published_badges.h"
+#include "platform/file_system.h"
 #include "shared/deployment.h"
 #include "shared/warp_directory.h"
 
@@ -22,10 +23,8 @@ bool FinderBadges::mergeIntoFile(const std::map<std::string, TovrinWarpSharedFin
 
   const std::lock_guard hold(publishLock_);
   // Not kept unless all goes well.
-  std::optional<WrittenFile> written = std::exchange(written_, std::nullopt);
   std::unique_ptr<PublishedBadges> badges = std::move(published_);
-  const auto there = fileAttributes(path);
-  const bool isOurs = written && badges && there && there->identity == written->identity && path == path_;
+  const bool isOurs = badges && file_.isAt(path);
   if (!isOurs) {
     const auto contents = readWholeFile(path);
     Result<PublishedBadges> decoded = contents ? PublishedBadges::decode(contents->bytes) : PublishedBadges();
@@ -33,13 +32,8 @@ bool FinderBadges::mergeIntoFile(const std::map<std::string, TovrinWarpSharedFin
   }
   badges->merge(states, clearPaths);
   if (!isOurs || !badges->isWrittenAt(now)) {
-    if (!createDirectories(path.parent_path())) return false;
-    auto replaced = writeFileAtomically(path, badges->pieces(now), Durability::disposable);
-    if (!replaced) return false;
-    written = *std::move(replaced);
+    if (!file_.replace(path, badges->pieces(now))) return false;
   }
-  path_ = path;
-  written_ = std::move(written);
   published_ = std::move(badges);
   return true;
 }

@@ -11,8 +11,8 @@
 
 #include "foundation/date.h"
 #include "foundation/result.h"
+#include "platform/alternating_file.h"
 #include "platform/extended_attributes.h"
-#include "platform/file_system.h"
 #include "platform/platform.h"
 
 namespace tovrin {
@@ -61,10 +61,8 @@ class FinderBadges {
   Platform platform_;
   std::mutex publishLock_;  ///< from reading the old file to writing the new one
 
-  // What was written here last.
-  std::filesystem::path path_;
-  std::optional<WrittenFile> written_;
-  std::unique_ptr<PublishedBadges> published_;
+  AlternatingFile file_;
+  std::unique_ptr<PublishedBadges> published_;  ///< what was written here last
 };
 
 /// Writes the tags attribute when it differs, then the label colour that the tags carry (the last one that carries

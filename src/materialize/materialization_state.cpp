@@ -1,13 +1,13 @@
 #include "materialize/materialization_state.h"
 
 #include <exception>
+#include <span>
 #include <tuple>
 #include <utility>
 
 #include "foundation/json/coding.h"
 #include "foundation/json/decoder.h"
 #include "foundation/json/encoder.h"
-#include "platform/file_system.h"
 #include "shared/warp_directory.h"
 
 namespace tovrin {
@@ -52,11 +52,13 @@ void MaterializationStatePublisher::publish(TovrinWarpSharedMaterializationState
   }
 }
 
-void MaterializationStatePublisher::writeStateFile(const TovrinWarpSharedMaterializationState& state) const {
+void MaterializationStatePublisher::writeStateFile(const TovrinWarpSharedMaterializationState& state) {
   const auto warp = locateWarpDirectory(platform_.directories);
-  if (!warp || !createDirectories(warp->path())) return;
-  std::ignore =
-      writeFileAtomically(warp->materializationState(), encodeMaterializationState(state), Durability::disposable);
+  if (!warp) return;
+  const std::string text = encodeMaterializationState(state);
+  const std::string_view piece = text;
+  const std::lock_guard hold(fileLock_);
+  std::ignore = file_.replace(warp->materializationState(), std::span(&piece, 1));
 }
 
 }  // namespace tovrin

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -7,6 +8,7 @@
 #include "foundation/date.h"
 #include "foundation/result.h"
 #include "local/finder_badges.h"
+#include "platform/alternating_file.h"
 #include "platform/platform.h"
 
 namespace tovrin {
@@ -43,10 +45,12 @@ class MaterializationStatePublisher {
   void publish(TovrinWarpSharedMaterializationState state) noexcept;
 
  private:
-  void writeStateFile(const TovrinWarpSharedMaterializationState& state) const;
+  void writeStateFile(const TovrinWarpSharedMaterializationState& state);
 
   Platform platform_;
   FinderBadges& badges_;
+  std::mutex fileLock_;
+  AlternatingFile file_;
 };
 
 }  // namespace tovrin

@@ -48,7 +48,7 @@ class SmallDisk : public testing::Test {
 TEST_F(SmallDisk, keepsTheOldFileWhenANewOneDoesNotFit) {
   writeFile(disk_ / "file", "old");
   const auto before = fileAttributes(disk_ / "file");
-  for (const Durability durability : {Durability::disposable, Durability::ordinary, Durability::durable}) {
+  for (const Durability durability : {Durability::ordinary, Durability::durable}) {
     const auto written = writeFileAtomically(disk_ / "file", std::string(kMoreThanFits, 'x'), durability);
     ASSERT_FALSE(written);
     EXPECT_TRUE(written.error().is(CocoaErrorCode::fileWriteOutOfSpace));

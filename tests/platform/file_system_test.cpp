@@ -152,7 +152,7 @@ TEST_F(Reading, failsForAMissingFile) {
 
 using AtomicWriting = FileSystem;
 
-constexpr std::array kDurabilities{Durability::disposable, Durability::ordinary, Durability::durable};
+constexpr std::array kDurabilities{Durability::ordinary, Durability::durable};
 
 TEST_F(AtomicWriting, makesAndReplacesFiles) {
   for (const Durability durability : kDurabilities) {
@@ -250,7 +250,7 @@ TEST_F(AtomicWriting, leavesNothingBehindWhenItFails) {
 TEST_F(AtomicWriting, neverShowsAReaderHalfAFile) {
   const std::string a(200'000, 'a');
   const std::string b(100'000, 'b');
-  for (const Durability durability : {Durability::disposable, Durability::ordinary}) {
+  for (const Durability durability : kDurabilities) {
     ASSERT_TRUE(writeFileAtomically(scratch_ / "file", a).has_value());
     std::vector<std::jthread> writers;
     for (const std::string& text : {a, b}) {

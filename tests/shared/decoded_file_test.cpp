@@ -23,7 +23,7 @@ class DecodedText : public testing::Test {
     return loaded ? **loaded : "";
   }
 
-  WrittenFile write(std::string_view text) { return *writeFileAtomically(path_, text, Durability::disposable); }
+  WrittenFile write(std::string_view text) { return *writeFileAtomically(path_, text, Durability::ordinary); }
 
   /// As another process would, with the modification time of the file that is there.
   void replaceKeepingTheTime(std::string_view text) {

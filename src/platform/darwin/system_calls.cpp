@@ -34,6 +34,10 @@ int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b
   return renameByFlag(a, b, RENAME_SWAP);
 }
 
+bool takeWriteLease(int) { return false; }
+
+void endLease(int) {}
+
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
                       LinkPolicy links) {
   return getxattr(path.c_str(), name.c_str(), value, size, 0, options(links));

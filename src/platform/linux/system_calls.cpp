@@ -1,6 +1,7 @@
 #include "platform/posix/system_calls.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -62,6 +63,13 @@ int renameWithoutReplacing(const std::filesystem::path& from, const std::filesys
 int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b) {
   return renameByFlag(a, b, RENAME_EXCHANGE);
 }
+
+bool takeWriteLease(int descriptor) {
+  // The kernel's word to the one who holds the lease that somebody waits for it would end the process.
+  return fcntl(descriptor, F_SETSIG, SIGURG) == 0 && fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0;
+}
+
+void endLease(int descriptor) { fcntl(descriptor, F_SETLEASE, F_UNLCK); }
 
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
                       LinkPolicy links) {

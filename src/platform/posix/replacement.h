@@ -1,16 +1,34 @@
 #pragma once
 
-#include <filesystem>
+#include <sys/types.h>
 
-/// Ways for a finished file to take the place of the file that has its name. In one step: whoever looks sees the one or
-/// the other. Each returns 0 or an errno; after an error both files are where they were.
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "platform/posix/file_descriptor.h"
+
+/// The steps by which a new file takes the place of the one that has its name. What returns an int returns 0 or an
+/// errno.
 namespace tovrin {
 
-/// Whoever forgets to sync is protected by some file systems: ext4 begins to write the new contents to disk before the
-/// rename, so that a crash of the machine leaves the old or the new file. That costs more than all the rest.
-int replaceByRename(const std::filesystem::path& finished, const std::filesystem::path& path);
+/// A fresh name in the same folder.
+std::filesystem::path hiddenNameBeside(const std::filesystem::path& path);
 
-/// Without that protection: after a crash the file may be empty. Where names cannot be swapped it is a rename.
-int replaceBySwap(const std::filesystem::path& finished, const std::filesystem::path& path);
+/// Of what is to be replaced; nothing when that is no regular file.
+std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path);
+
+/// Makes the file, no wider open than the old one's mode until it is finished. Sets errno when it cannot be made.
+FileDescriptor createReplacement(const std::filesystem::path& hiddenName, std::optional<mode_t> oldMode);
+
+/// What the file held before is overwritten and cut off. Reports also what a file system says of writes only when a
+/// file is closed.
+int fillReplacement(int descriptor, std::span<const std::string_view> pieces, std::optional<mode_t> oldMode);
+
+/// In one step: whoever looks sees the one or the other. After an error both files are where they were. Whoever forgets
+/// to sync is protected by some file systems: ext4 begins to write the new contents to disk before the rename, so that
+/// a crash of the machine leaves the old or the new file. That costs more than all the rest.
+int replaceByRename(const std::filesystem::path& finished, const std::filesystem::path& path);
 
 }  // namespace tovrin

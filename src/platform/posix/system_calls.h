@@ -23,6 +23,11 @@ int renameWithoutReplacing(const std::filesystem::path& from, const std::filesys
 /// cannot.
 int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b);
 
+/// Keeps others from opening the file, which was opened for reading and writing: they wait until the lease ends. False
+/// when somebody has it open already, or when the system knows nothing of the kind.
+bool takeWriteLease(int descriptor);
+void endLease(int descriptor);
+
 /// As getxattr and setxattr; `name` is the macOS name.
 ssize_t readAttribute(const std::filesystem::path& path, const std::string& name, void* value, std::size_t size,
                       LinkPolicy links);

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,7 +10,6 @@
 #include <optional>
 #include <stdexcept>
 
-#include "foundation/uuid.h"
 #include "platform/file_system.h"
 #include "platform/posix/file_descriptor.h"
 #include "platform/posix/replacement.h"
@@ -20,8 +18,6 @@ namespace tovrin {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;
-constexpr mode_t kPermissionBits = 07777;
 constexpr std::size_t kCompareBytes = 64 << 10;
 
 /// Appends to `bytes` until it holds `length` bytes or the file ends; 0 or an errno.
@@ -58,37 +54,26 @@ Result<FileContents> readOpenFile(const FileDescriptor& file, const std::filesys
   }
 }
 
-std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path) {
-  struct stat status;
-  if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  return status.st_mode & kPermissionBits;
+FileDescriptor openWithoutWaiting(const std::filesystem::path& path) {
+  return FileDescriptor::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
 }
 
-/// Some file systems report a failed write only when a descriptor of the file is closed; any will do.
-int closeErrorOfWrites(int descriptor) {
-  const int duplicate = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-  return duplicate < 0 ? errno : closeDescriptor(duplicate);
-}
-
-int fillAndRename(const FileDescriptor& file, const std::filesystem::path& temporary, const std::filesystem::path& path,
+int fillAndRename(int descriptor, const std::filesystem::path& temporary, const std::filesystem::path& path,
                   std::optional<mode_t> oldMode, std::span<const std::string_view> pieces, Durability durability) {
-  for (const std::string_view piece : pieces) {
-    if (const int error = writeAll(file.get(), piece); error != 0) return error;
-  }
-  // A file system without modes refuses; the file then keeps the narrow mode that it was made with.
-  if (oldMode) std::ignore = fchmod(file.get(), *oldMode);
+  if (const int error = fillReplacement(descriptor, pieces, oldMode); error != 0) return error;
   if (durability == Durability::durable) {
-    if (const int error = synchronizeDescriptor(file.get()); error != 0) return error;
+    if (const int error = synchronizeDescriptor(descriptor); error != 0) return error;
   }
-  if (const int error = closeErrorOfWrites(file.get()); error != 0) return error;
-  return durability == Durability::disposable ? replaceBySwap(temporary, path) : replaceByRename(temporary, path);
+  return replaceByRename(temporary, path);
 }
 
 }  // namespace
 
 Result<FileContents> readWholeFile(const std::filesystem::path& path) {
   // A pipe in the place of a file must not block the open.
-  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  FileDescriptor first = openWithoutWaiting(path);
+  // Who replaces a file by turns may hold the one that had the name a moment ago: by now it is another's.
+  const FileDescriptor file = first.isOpen() || errno != EWOULDBLOCK ? std::move(first) : openWithoutWaiting(path);
   if (!file.isOpen()) return failure(fileError(errno, FileOperation::read, path));
   try {
     return readOpenFile(file, path);
@@ -116,12 +101,11 @@ Result<bool> fileHolds(const std::filesystem::path& path, std::span<const std::s
 Result<WrittenFile> writeFileAtomically(const std::filesystem::path& path, std::span<const std::string_view> pieces,
                                         Durability durability) {
   const std::optional<mode_t> oldMode = modeOfRegularFile(path);
-  const std::filesystem::path temporary = path.parent_path() / ("." + makeUUIDString() + ".partial");
-  const mode_t mode = oldMode ? *oldMode & 0600 : kNewFileMode;
-  FileDescriptor file = FileDescriptor::open(temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
+  const std::filesystem::path temporary = hiddenNameBeside(path);
+  FileDescriptor file = createReplacement(temporary, oldMode);
   if (!file.isOpen()) return failure(fileError(errno, FileOperation::create, path));
 
-  if (const int error = fillAndRename(file, temporary, path, oldMode, pieces, durability); error != 0) {
+  if (const int error = fillAndRename(file.get(), temporary, path, oldMode, pieces, durability); error != 0) {
     ::unlink(temporary.c_str());
     return failure(fileError(error, FileOperation::create, path));
   }

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "foundation/result.h"
+#include "platform/file_system.h"
+
+namespace tovrin {
+
+/// A file that is replaced so often that making and removing one each time would cost more than all the rest: two files
+/// take turns at its name, by a swap of names in one step. The one that had the name before stays beside it under a
+/// hidden name, until its next turn or the end of this object. It is written again only while nobody else has it open
+/// and no other name leads to it: whoever opened it goes on reading what he opened. Where the system cannot tell, a new
+/// file is made each time and none stays.
+///
+/// For decoration: after a crash of the machine the file may be empty. Other processes may replace it at any time. Not
+/// thread-safe.
+class AlternatingFile {
+ public:
+  AlternatingFile() = default;
+  AlternatingFile(const AlternatingFile&) = delete;
+  AlternatingFile& operator=(const AlternatingFile&) = delete;
+  ~AlternatingFile() { removeSpare(); }
+
+  /// Keeps an existing file's mode, and makes missing folders. On failure the previous file stays as it was, and no
+  /// other is left. A link at `path` is replaced.
+  Result<void> replace(const std::filesystem::path& path, std::span<const std::string_view> pieces);
+
+  /// Whether what `replace` wrote last, to this path and without failing, is there still.
+  bool isAt(const std::filesystem::path& path) const;
+
+ private:
+  // Each returns 0 or an errno.
+  int replaceByNew(std::span<const std::string_view> pieces);
+  int makeSpare();
+  int putSpareInPlace(std::span<const std::string_view> pieces);
+
+  void removeSpare();
+
+  std::filesystem::path path_;
+  std::filesystem::path sparePath_;
+  std::optional<FileHandle> spare_;
+  std::optional<FileHandle> current_;  ///< what was written last; while it is open, its inode is no other file's
+  std::optional<FileIdentity> identity_;
+};
+
+}  // namespace tovrin

@@ -1,0 +1,219 @@
+#include "platform/alternating_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstring>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "platform/file_system.h"
+#include "support/scratch_folder.h"
+
+namespace tovrin {
+namespace {
+
+class Alternating : public testing::Test {
+ protected:
+  Result<void> replace(std::string_view text) { return file_->replace(path_, std::span(&text, 1)); }
+
+  std::uint64_t inode() const { return fileAttributes(path_)->identity.inode; }
+  std::size_t filesInScratch() const { return countFiles(scratch_.path()); }
+
+  /// The file that waits for its next turn.
+  std::filesystem::path spare() const {
+    for (const auto& entry : std::filesystem::directory_iterator(scratch_.path())) {
+      if (entry.path() != path_) return entry.path();
+    }
+    return {};
+  }
+
+  ScratchFolder scratch_;
+  const std::filesystem::path path_ = scratch_ / "file";
+  std::optional<AlternatingFile> file_{std::in_place};
+};
+
+TEST_F(Alternating, holdsWhatWasWrittenLast) {
+  for (const char* text : {"a", "longer than before", "short", "", "again"}) {
+    ASSERT_TRUE(replace(text).has_value());
+    EXPECT_EQ(readFile(path_), text);
+  }
+  constexpr std::array<std::string_view, 3> kPieces{"in", "", "pieces"};
+  ASSERT_TRUE(file_->replace(path_, kPieces).has_value());
+  EXPECT_EQ(readFile(path_), "inpieces");
+}
+
+TEST_F(Alternating, takesTwoFilesForAnyNumberOfTurns) {
+  std::set<std::uint64_t> inodes;
+  for (int turn = 0; turn < 20; ++turn) {
+    ASSERT_TRUE(replace(std::to_string(turn)).has_value());
+    inodes.insert(inode());
+    EXPECT_LE(filesInScratch(), 2u);
+  }
+  EXPECT_EQ(inodes.size(), 2u);
+}
+
+TEST_F(Alternating, leavesOneFileWhenItEnds) {
+  for (const char* text : {"a", "b", "c"}) ASSERT_TRUE(replace(text).has_value());
+  file_.reset();
+  EXPECT_EQ(filesInScratch(), 1u);
+  EXPECT_EQ(readFile(path_), "c");
+}
+
+TEST_F(Alternating, leavesOneFileAtEachOfTwoPaths) {
+  for (const char* text : {"a", "b", "c"}) ASSERT_TRUE(replace(text).has_value());
+  const std::string_view text = "elsewhere";
+  ASSERT_TRUE(file_->replace(scratch_ / "other", std::span(&text, 1)).has_value());
+  EXPECT_EQ(filesInScratch(), 2u);
+  EXPECT_EQ(readFile(path_), "c");
+  EXPECT_EQ(readFile(scratch_ / "other"), "elsewhere");
+}
+
+TEST_F(Alternating, makesTheMissingFolder) {
+  const std::string_view text = "a";
+  ASSERT_TRUE(file_->replace(scratch_ / "missing/folder/file", std::span(&text, 1)).has_value());
+  EXPECT_EQ(readFile(scratch_ / "missing/folder/file"), "a");
+}
+
+TEST_F(Alternating, leavesAnOpenFileToItsReader) {
+  ASSERT_TRUE(replace("first").has_value());
+  auto reader = FileHandle::forReading(path_);
+  ASSERT_TRUE(reader);
+  for (const char* text : {"2", "3", "4", "5"}) ASSERT_TRUE(replace(text).has_value());
+  std::array<std::byte, 16> buffer;
+  EXPECT_EQ(reader->read(buffer), 5u);
+  EXPECT_EQ(std::memcmp(buffer.data(), "first", 5), 0);
+  EXPECT_EQ(readFile(path_), "5");
+  EXPECT_LE(filesInScratch(), 2u);
+}
+
+TEST_F(Alternating, leavesAFileToWhoOpenedItWhileItWaitedForItsTurn) {
+  for (const char* text : {"first", "second"}) ASSERT_TRUE(replace(text).has_value());
+  auto reader = FileHandle::forReading(spare());
+  ASSERT_TRUE(reader);
+  ASSERT_TRUE(replace("third").has_value());
+  std::array<std::byte, 16> buffer;
+  EXPECT_EQ(reader->read(buffer), 5u);
+  EXPECT_EQ(std::memcmp(buffer.data(), "first", 5), 0);
+}
+
+TEST_F(Alternating, leavesAnotherNameOfAFileAlone) {
+  ASSERT_TRUE(replace("first").has_value());
+  std::filesystem::create_hard_link(path_, scratch_ / "kept");
+  for (const char* text : {"2", "3", "4"}) ASSERT_TRUE(replace(text).has_value());
+  EXPECT_EQ(readFile(scratch_ / "kept"), "first");
+
+  std::filesystem::create_hard_link(spare(), scratch_ / "kept too");
+  const std::string waiting = readFile(scratch_ / "kept too");
+  for (const char* text : {"5", "6", "7"}) ASSERT_TRUE(replace(text).has_value());
+  EXPECT_EQ(readFile(scratch_ / "kept too"), waiting);
+}
+
+TEST_F(Alternating, neverWritesIntoAFileThatAnotherPutInItsPlace) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  writeFile(scratch_ / "foreign", "foreign");
+  std::filesystem::rename(scratch_ / "foreign", path_);
+  auto reader = FileHandle::forReading(path_);
+  ASSERT_TRUE(reader);
+  EXPECT_FALSE(file_->isAt(path_));
+  for (const char* text : {"c", "d", "e"}) ASSERT_TRUE(replace(text).has_value());
+  std::array<std::byte, 16> buffer;
+  EXPECT_EQ(reader->read(buffer), 7u);
+  EXPECT_EQ(std::memcmp(buffer.data(), "foreign", 7), 0);
+  EXPECT_EQ(readFile(path_), "e");
+}
+
+TEST_F(Alternating, goesOnWhenTheWaitingFileWasRemoved) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  std::filesystem::remove(spare());
+  for (const char* text : {"c", "d", "e"}) {
+    ASSERT_TRUE(replace(text).has_value());
+    EXPECT_EQ(readFile(path_), text);
+  }
+  EXPECT_EQ(filesInScratch(), 2u);
+}
+
+TEST_F(Alternating, goesOnWhenTheFileWasRemoved) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  std::filesystem::remove(path_);
+  EXPECT_FALSE(file_->isAt(path_));
+  for (const char* text : {"c", "d", "e"}) ASSERT_TRUE(replace(text).has_value());
+  EXPECT_EQ(readFile(path_), "e");
+  file_.reset();
+  EXPECT_EQ(filesInScratch(), 1u);
+}
+
+TEST_F(Alternating, leavesTwoProcessesOneFile) {
+  AlternatingFile other;
+  for (int turn = 0; turn < 5; ++turn) {
+    ASSERT_TRUE(replace("mine").has_value());
+    const std::string_view text = "the other's";
+    ASSERT_TRUE(other.replace(path_, std::span(&text, 1)).has_value());
+    EXPECT_FALSE(file_->isAt(path_));
+    EXPECT_TRUE(other.isAt(path_));
+    EXPECT_EQ(readFile(path_), text);
+  }
+  EXPECT_LE(filesInScratch(), 3u);
+}
+
+TEST_F(Alternating, keepsTheModeOfTheOldFile) {
+  for (const mode_t mode : {0600u, 0444u, 0640u, 0644u}) {
+    ASSERT_TRUE(replace("old").has_value());
+    ASSERT_EQ(chmod(path_.c_str(), mode), 0);
+    ASSERT_TRUE(replace("new").has_value());
+    struct stat status{};
+    ASSERT_EQ(lstat(path_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, mode);
+  }
+}
+
+TEST_F(Alternating, replacesALinkAndNotItsTarget) {
+  writeFile(scratch_ / "target", "target");
+  std::filesystem::create_symlink("target", path_);
+  ASSERT_TRUE(replace("new").has_value());
+  EXPECT_EQ(fileAttributes(path_)->type, FileType::regular);
+  EXPECT_EQ(readFile(scratch_ / "target"), "target");
+}
+
+TEST_F(Alternating, leavesAFolderInItsPlaceAlone) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  std::filesystem::remove(path_);
+  std::filesystem::create_directory(path_);
+  const auto replaced = replace("c");
+  ASSERT_FALSE(replaced.has_value());
+  EXPECT_TRUE(replaced.error().is(CocoaErrorCode::fileWriteUnknown));
+  EXPECT_TRUE(std::filesystem::is_directory(path_));
+  EXPECT_FALSE(file_->isAt(path_));
+  EXPECT_EQ(filesInScratch(), 1u);
+}
+
+TEST_F(Alternating, knowsWhetherItsFileIsStillThere) {
+  EXPECT_FALSE(file_->isAt(path_));
+  ASSERT_TRUE(replace("a").has_value());
+  EXPECT_TRUE(file_->isAt(path_));
+  EXPECT_FALSE(file_->isAt(scratch_ / "other"));
+  writeFile(path_, "changed by somebody else");
+  EXPECT_FALSE(file_->isAt(path_));
+}
+
+TEST_F(Alternating, neverShowsAReaderHalfAFile) {
+  const std::string a(200'000, 'a');
+  const std::string b(100'000, 'b');
+  ASSERT_TRUE(replace(a).has_value());
+  std::jthread writer([&] {
+    for (int turn = 0; turn < 200; ++turn) std::ignore = replace(turn % 2 == 0 ? b : a);
+  });
+  for (int i = 0; i < 400; ++i) {
+    const auto contents = readWholeFile(path_);
+    ASSERT_TRUE(contents);
+    ASSERT_TRUE(contents->bytes == a || contents->bytes == b) << contents->bytes.size();
+  }
+}
+
+}  // namespace
+}  // namespace tovrin
