@@ -12,6 +12,7 @@
 
 #include "local/finder_badges.h"
 #include "platform/extended_attributes.h"
+#include "platform/file_system.h"
 #include "platform/property_list.h"
 
 namespace tovrin {
@@ -73,6 +74,7 @@ std::string storedFinderTag(State state) {
 }
 
 void FinderBadges::tag(const std::filesystem::path& file, State state, LinkPolicy links) try {
+  if (!fileAttributes(file)) return;  // as of nearly every file that is opened through the domain
   std::vector<std::string> tags = tagsOf(file, links);
   std::erase_if(tags, [](const std::string& tag) { return stateOfFinderTag(nameOf(tag)).has_value(); });
   tags.push_back(storedFinderTag(state));

@@ -12,8 +12,16 @@ namespace tovrin::host {
 namespace {
 
 constexpr mode_t kPrivateFolderMode = 0700;
+constexpr mode_t kPermissionBits = 07777;
+
+bool isPrivateFolder(const std::filesystem::path& folder) {
+  struct stat status;
+  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         (status.st_mode & kPermissionBits) == kPrivateFolderMode;
+}
 
 Result<void> makePrivateFolder(const std::filesystem::path& folder) {
+  if (isPrivateFolder(folder)) return {};
   TOVRIN_CHECK(createDirectories(folder));
   if (::chmod(folder.c_str(), kPrivateFolderMode) == 0) return {};
   return failure(fileError(errno, FileOperation::update, folder));

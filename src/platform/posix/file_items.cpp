@@ -54,6 +54,8 @@ bool fileExists(const std::filesystem::path& path) {
 }
 
 Result<void> createDirectories(const std::filesystem::path& path) {
+  // Nearly always it is there; an attempt to make it would hold up whoever changes something beside it.
+  if (isDirectory(path)) return {};
   if (::mkdir(path.c_str(), kNewDirectoryMode) == 0) return {};
   const int error = errno;
   const std::filesystem::path parent = path.parent_path();
