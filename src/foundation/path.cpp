@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "foundation/encoding.h"
+
 namespace tovrin {
 
 namespace {
@@ -36,6 +38,7 @@ constexpr std::array kBidirectionalControls{
 
 bool isValidExtension(std::string_view extension) {
   if (extension.find(' ') != std::string_view::npos) return false;
+  if (isASCII(extension)) return true;
   return std::ranges::none_of(kBidirectionalControls, [extension](std::string_view control) {
     return extension.find(control) != std::string_view::npos;
   });
