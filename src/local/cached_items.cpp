@@ -38,17 +38,26 @@ std::vector<Record> keptRecords(const CachedItemRecords& records, Date now,
   return kept;
 }
 
+auto decodingIn(const WarpDirectory& warp) {
+  return [&warp](const std::string& bytes) { return CachedItemRecords::decode(bytes, warp); };
+}
+
 }  // namespace
 
-CachedItemsJournal::CachedItemsJournal(const Platform& platform) : platform_(platform) {}
+CachedItemsJournal::CachedItemsJournal(const Platform& platform)
+    : platform_(platform), place_(locate(platform.directories)) {}
 
 CachedItemsJournal::~CachedItemsJournal() = default;
 
+Result<CachedItemsJournal::Place> CachedItemsJournal::locate(const Directories& directories) {
+  TOVRIN_TRY(WarpDirectory warp, locateWarpDirectory(directories));
+  std::filesystem::path file = warp.cachedItems();
+  return Place{std::move(warp), std::move(file)};
+}
+
 Result<std::shared_ptr<const CachedItemRecords>> CachedItemsJournal::records() {
-  TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
-  const std::filesystem::path path = warp.cachedItems();
-  auto decoded = file_.load(path, platform_.clock,
-                            [&warp](const std::string& bytes) { return CachedItemRecords::decode(bytes, warp); });
+  if (!place_) return failure(place_.error());
+  auto decoded = file_.load(place_->file, platform_.clock, decodingIn(place_->warp));
   // Only a journal that is surely not there is an empty one: on any doubt the edits that it may name must not be lost.
   const bool isMissing = !decoded && decoded.error().is(CocoaErrorCode::fileReadNoSuchFile);
   if (isMissing) return std::make_shared<const CachedItemRecords>();
@@ -87,11 +96,14 @@ Result<void> CachedItemsJournal::replaceRecord(std::string_view warpID, std::str
 }
 
 bool CachedItemsJournal::hasPendingWriteback(std::string_view warpID, std::string_view relativePath) {
-  const auto decoded = records();
-  if (!decoded || !(*decoded)->hasPendingCopies()) return false;
-  const Record* record = (*decoded)->find(warpID, relativePath);
-  // "a" + ":" + "/b:/c" is also the identity of "/c" in a Warp "a:/b".
-  return record != nullptr && hasPendingCopy(*record) && canonicallyEqual(record->relativePath, relativePath);
+  if (!place_) return false;
+  const auto isPending = [&](const CachedItemRecords& records) {
+    if (!records.hasPendingCopies()) return false;
+    const Record* record = records.find(warpID, relativePath);
+    // "a" + ":" + "/b:/c" is also the identity of "/c" in a Warp "a:/b".
+    return record != nullptr && hasPendingCopy(*record) && canonicallyEqual(record->relativePath, relativePath);
+  };
+  return file_.ask(place_->file, platform_.clock, decodingIn(place_->warp), isPending).value_or(false);
 }
 
 }  // namespace tovrin

@@ -13,6 +13,7 @@
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "shared/decoded_file.h"
+#include "shared/warp_directory.h"
 
 namespace tovrin {
 
@@ -73,7 +74,8 @@ class CachedItemsJournal {
       std::string_view warpID, std::string_view relativePath,
       const std::function<TovrinWarpSharedCachedItemRecord(const TovrinWarpSharedCachedItemRecord* previous)>& change);
 
-  /// Whether a record of this item names a pending copy; false when the journal cannot be read. A hash probe, no lock.
+  /// Whether a record of this item names a pending copy; false when the journal cannot be read. Costs a look at the
+  /// file, and a hash probe when any edit waits; takes no lock that another process could hold.
   bool hasPendingWriteback(std::string_view warpID, std::string_view relativePath);
 
  private:
@@ -82,7 +84,16 @@ class CachedItemsJournal {
   Result<void> saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut,
                             TovrinWarpSharedCachedItemRecord record, Durability durability);
 
+  /// The path is kept: putting it together takes longer than looking at the file.
+  struct Place {
+    WarpDirectory warp;
+    std::filesystem::path file;
+  };
+
+  static Result<Place> locate(const Directories& directories);
+
   Platform platform_;
+  const Result<Place> place_;
   DecodedFile<CachedItemRecords> file_;
 
   // Whoever changes the journal only.

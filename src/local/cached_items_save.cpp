@@ -62,7 +62,7 @@ Result<WrittenFile> replaceJournal(const std::filesystem::path& path, std::span<
 }  // namespace
 
 Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability durability) {
-  TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
+  if (!place_) return failure(place_.error());
   text_.reset();
   recordsOfText_.reset();
   Date updatedAt = platform_.clock.now();
@@ -75,16 +75,16 @@ Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability du
   const auto pieces = text->pieces(updatedAt);
   std::string bytes;
   for (const std::string_view piece : pieces) bytes += piece;
-  TOVRIN_TRY(CachedItemRecords decoded, decodedAgain(bytes, records, warp));
-  TOVRIN_TRY(WrittenFile written, replaceJournal(warp.cachedItems(), pieces, durability));
-  recordsOfText_ = file_.remember(warp.cachedItems(), std::move(written), std::move(decoded));
+  TOVRIN_TRY(CachedItemRecords decoded, decodedAgain(bytes, records, place_->warp));
+  const auto write = [&] { return replaceJournal(place_->file, pieces, durability); };
+  TOVRIN_TRY(recordsOfText_, file_.remember(place_->file, write, std::move(decoded)));
   text_ = std::move(text);
   return {};
 }
 
 Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut, Record record,
                                               Durability durability) {
-  TOVRIN_TRY(const WarpDirectory warp, locateWarpDirectory(platform_.directories));
+  if (!place_) return failure(place_.error());
   // Not kept unless all goes well.
   std::unique_ptr<CachedItemsText> text = std::move(text_);
   recordsOfText_.reset();
@@ -93,15 +93,15 @@ Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::option
 
   // The others have been decoded from the very text that is written again.
   const std::string alone = encodeCachedItems({.updatedAt = updatedAt, .records = {record}});
-  TOVRIN_CHECK(decodedAgain(alone, {record}, warp));
+  TOVRIN_CHECK(decodedAgain(alone, {record}, place_->warp));
   if (leftOut) text->erase(*leftOut);
   text->append(record);
-  TOVRIN_TRY(WrittenFile written, replaceJournal(warp.cachedItems(), text->pieces(updatedAt), durability));
-  const SharedRecords changed =
-      file_.rewrite(warp.cachedItems(), std::move(written), std::move(records), [&](CachedItemRecords& kept) {
-        if (leftOut) kept.erase(*leftOut);
-        kept.append(std::move(record));
-      });
+  const auto write = [&] { return replaceJournal(place_->file, text->pieces(updatedAt), durability); };
+  const auto change = [&](CachedItemRecords& kept) {
+    if (leftOut) kept.erase(*leftOut);
+    kept.append(std::move(record));
+  };
+  TOVRIN_TRY(const SharedRecords changed, file_.rewrite(place_->file, write, std::move(records), change));
   if (changed == nullptr) return {};
   recordsOfText_ = changed;
   text_ = std::move(text);

@@ -8,7 +8,8 @@
 
 namespace tovrin {
 
-/// Where this installation keeps what it shares and what it makes. Safe to use from any thread.
+/// Where this installation keeps what it shares and what it makes. None of these places changes while the process
+/// runs. Safe to use from any thread.
 class Directories {
  public:
   virtual ~Directories() = default;

@@ -25,16 +25,14 @@ class DecodedFile {
   /// The file's value by `decode(const std::string& bytes) -> Result<Value>`. A missing file is NSCocoaErrorDomain 260.
   template <class Decode>
   Result<Shared> load(const std::filesystem::path& path, const Clock& clock, Decode&& decode) {
-    const std::lock_guard hold(lock_);
-    if (isUnchanged(path)) return *kept_;
-    kept_.reset();
-    const Date readAt = clock.now();
-    TOVRIN_TRY(const FileContents contents, readWholeFile(path));
-    Result<Value> value = decode(contents.bytes);
-    Result<Kept> shared = value ? Result<Kept>(std::make_shared<Value>(*std::move(value)))
-                                : Result<Kept>(failure(std::move(value).error()));
-    if (!mayStillChangeUnseen(contents.identity, readAt)) keep(path, contents.identity, shared);
-    return shared;
+    return withCurrent(path, clock, decode, [](const Kept& value) { return Shared(value); });
+  }
+
+  /// What `question(const Value&)` says of the value that `load` would return. Whoever only asks may hold up a
+  /// `rewrite` for a moment, but never makes it copy the value.
+  template <class Decode, class Question>
+  auto ask(const std::filesystem::path& path, const Clock& clock, Decode&& decode, Question&& question) {
+    return withCurrent(path, clock, decode, [&](const Kept& value) { return question(std::as_const(*value)); });
   }
 
   /// What `load` would return without decoding; nothing when it would decode.
@@ -44,20 +42,25 @@ class DecodedFile {
     return Result<Shared>(*kept_);
   }
 
-  /// Takes a value that the caller has just written to the file. However young the file is: what may take its place is
-  /// another file, and while this one is open its inode is nobody else's.
-  Shared remember(const std::filesystem::path& path, WrittenFile written, Value value) {
+  /// Takes the value of the file that `write() -> Result<WrittenFile>` writes. However young the file is: what may take
+  /// its place is another file, and while this one is open its inode is nobody else's. Whoever sees the file before its
+  /// value is here waits for it.
+  template <class Write>
+  Result<Shared> remember(const std::filesystem::path& path, Write&& write, Value value) {
     auto shared = std::make_shared<Value>(std::move(value));
+    const std::lock_guard turn(writing_);
+    TOVRIN_TRY(WrittenFile written, write());
     const std::lock_guard hold(lock_);
     keepWritten(path, std::move(written), shared);
     return shared;
   }
 
-  /// Takes what `change(Value&)` makes of `base`, which `load` gave to the caller, who has just written that to the
-  /// file. Changes the value itself when nobody else has it, else a copy. Null, and nothing is kept, when the file was
-  /// loaded anew meanwhile.
-  template <class Change>
-  Shared rewrite(const std::filesystem::path& path, WrittenFile written, Shared base, Change&& change) {
+  /// As `remember`, of what `change(Value&)` makes of `base`, which `load` gave to the caller. Changes the value itself
+  /// when nobody else has it, else a copy. Null, and nothing is kept, when the file was loaded anew meanwhile.
+  template <class Write, class Change>
+  Result<Shared> rewrite(const std::filesystem::path& path, Write&& write, Shared base, Change&& change) {
+    const std::lock_guard turn(writing_);
+    TOVRIN_TRY(WrittenFile written, write());
     const std::lock_guard hold(lock_);
     auto kept = std::exchange(kept_, std::nullopt);
     if (!kept || !*kept || **kept != base) return nullptr;
@@ -73,8 +76,41 @@ class DecodedFile {
  private:
   using Kept = std::shared_ptr<Value>;
 
+  /// What `use(const Kept&)` makes of the file's value.
+  template <class Decode, class Use>
+  auto withCurrent(const std::filesystem::path& path, const Clock& clock, Decode& decode, Use&& use)
+      -> Result<decltype(use(std::declval<const Kept&>()))> {
+    {
+      const std::lock_guard hold(lock_);
+      if (isUnchanged(path)) return used(*kept_, use);
+    }
+    const std::lock_guard turn(writing_);
+    const std::lock_guard hold(lock_);
+    if (isUnchanged(path)) return used(*kept_, use);
+    return used(decodeAnew(path, clock, decode), use);
+  }
+
+  template <class Use>
+  static auto used(const Result<Kept>& value, Use& use) -> Result<decltype(use(std::declval<const Kept&>()))> {
+    if (!value) return failure(value.error());
+    return use(*value);
+  }
+
+  template <class Decode>
+  Result<Kept> decodeAnew(const std::filesystem::path& path, const Clock& clock, Decode& decode) {
+    kept_.reset();
+    const Date readAt = clock.now();
+    TOVRIN_TRY(const FileContents contents, readWholeFile(path));
+    Result<Value> value = decode(contents.bytes);
+    Result<Kept> shared = value ? Result<Kept>(std::make_shared<Value>(*std::move(value)))
+                                : Result<Kept>(failure(std::move(value).error()));
+    if (!mayStillChangeUnseen(contents.identity, readAt)) keep(path, contents.identity, shared);
+    return shared;
+  }
+
   bool isUnchanged(const std::filesystem::path& path) const {
-    if (!kept_ || path != path_) return false;
+    // As texts: paths are compared component by component.
+    if (!kept_ || path.native() != path_.native()) return false;
     const auto attributes = fileAttributes(path);
     return attributes && attributes->identity == identity_;
   }
@@ -91,7 +127,8 @@ class DecodedFile {
     written_ = std::move(written.file);
   }
 
-  std::mutex lock_;
+  std::mutex writing_;  ///< held while a new file and its value come, and by whoever has to decode; before `lock_`
+  std::mutex lock_;     ///< guards what follows
   std::filesystem::path path_;
   FileIdentity identity_;
   std::optional<FileHandle> written_;  ///< the file, when it was written here

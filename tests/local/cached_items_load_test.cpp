@@ -121,7 +121,7 @@ TEST_F(CachedItemsLoad, passesOnTheReadErrorUnchanged) {
 TEST_F(CachedItemsLoad, passesOnThatThereIsNoSharedDirectory) {
   platform_.directories.container.reset();
   platform_.directories.support.reset();
-  const auto loaded = journal_.load();
+  const auto loaded = CachedItemsJournal(platform_.platform()).load();
   ASSERT_FALSE(loaded.has_value());
   EXPECT_TRUE(loaded.error().is(CocoaErrorCode::fileNoSuchFile));
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <csignal>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "local/cached_item_records.h"
@@ -180,6 +181,19 @@ TEST_F(CachedItemsRewrite, isAsBeforeAfterAWriteThatFailed) {
   ASSERT_TRUE(put(someRecord("/d")));
   ASSERT_TRUE(put(someRecord("/e")));
   expectTextOf({someRecord("/a"), someRecord("/b"), someRecord("/d"), someRecord("/e")});
+}
+
+TEST_F(CachedItemsRewrite, copiesNoRecordsForWhoeverOnlyLooksForEdits) {
+  constexpr int kChanges = 500;
+  ASSERT_TRUE(put(someRecord("/a")));
+  const CachedItemRecords* const records = journal_.records()->get();
+  const std::jthread reader([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) journal_.hasPendingWriteback("w1", "/a");
+  });
+  for (int change = 0; change < kChanges; ++change) {
+    ASSERT_TRUE(put(someRecord("/" + std::to_string(change % 10))));
+    ASSERT_EQ(journal_.records()->get(), records) << change;
+  }
 }
 
 TEST_F(CachedItemsRewrite, losesNoRecordOfAnotherProcess) {

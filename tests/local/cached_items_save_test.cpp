@@ -208,7 +208,7 @@ TEST_F(CachedItemsSave, leavesThePreviousFileAndNoOtherWhenTheWritingFails) {
 TEST_F(CachedItemsSave, passesOnThatThereIsNoSharedDirectory) {
   platform_.directories.container.reset();
   platform_.directories.support.reset();
-  const auto saved = journal_.save({});
+  const auto saved = CachedItemsJournal(platform_.platform()).save({});
   ASSERT_FALSE(saved.has_value());
   EXPECT_TRUE(saved.error().is(CocoaErrorCode::fileNoSuchFile));
 }

@@ -15,15 +15,35 @@ namespace {
 /// Files here are younger than the clock: none is trusted because of its age.
 class DecodedText : public testing::Test {
  protected:
+  Result<std::string> decode(const std::string& bytes) {
+    ++decodings_;
+    return bytes;
+  }
+
   std::string load() {
-    const auto loaded = file_.load(path_, clock_, [this](const std::string& bytes) -> Result<std::string> {
-      ++decodings_;
-      return bytes;
-    });
+    const auto loaded = file_.load(path_, clock_, [this](const std::string& bytes) { return decode(bytes); });
     return loaded ? **loaded : "";
   }
 
-  WrittenFile write(std::string_view text) { return *writeFileAtomically(path_, text, Durability::ordinary); }
+  Result<std::size_t> askForSize() {
+    return file_.ask(
+        path_, clock_, [this](const std::string& bytes) { return decode(bytes); },
+        [](const std::string& text) { return text.size(); });
+  }
+
+  /// Writes the text when it is called.
+  auto writing(std::string_view text) {
+    return [this, text] { return writeFileAtomically(path_, text, Durability::ordinary); };
+  }
+
+  std::shared_ptr<const std::string> remember(const std::string& text) {
+    return *file_.remember(path_, writing(text), text);
+  }
+
+  /// "one" becomes "one!".
+  std::shared_ptr<const std::string> addMark(std::shared_ptr<const std::string> base) {
+    return *file_.rewrite(path_, writing("one!"), std::move(base), [](std::string& text) { text += "!"; });
+  }
 
   /// As another process would, with the modification time of the file that is there.
   void replaceKeepingTheTime(std::string_view text) {
@@ -51,13 +71,13 @@ TEST_F(DecodedText, isReadAgainWhileAFileOfOthersIsYoung) {
 }
 
 TEST_F(DecodedText, ofAFileWrittenHereIsNotDecoded) {
-  file_.remember(path_, write("one"), "one");
+  remember("one");
   EXPECT_EQ(load(), "one");
   EXPECT_EQ(decodings_, 0);
 }
 
 TEST_F(DecodedText, isReadAgainWhenAnotherFileOfTheSameSizeAndTimeIsThere) {
-  file_.remember(path_, write("one"), "one");
+  remember("one");
   replaceKeepingTheTime("two");
   EXPECT_EQ(load(), "two");
   EXPECT_EQ(decodings_, 1);
@@ -67,7 +87,7 @@ TEST_F(DecodedText, isNeverThatOfAFileThatGotTheFreedInode) {
   for (int round = 0; round < 50; ++round) {
     const std::string mine = "m" + std::to_string(round % 10);
     const std::string theirs = "t" + std::to_string(round % 10);
-    file_.remember(path_, write(mine), mine);
+    remember(mine);
     std::filesystem::remove(path_);
     writeFile(path_, theirs);
     ASSERT_EQ(load(), theirs) << round;
@@ -75,17 +95,27 @@ TEST_F(DecodedText, isNeverThatOfAFileThatGotTheFreedInode) {
 }
 
 TEST_F(DecodedText, isGoneWithItsFile) {
-  file_.remember(path_, write("one"), "one");
+  remember("one");
   std::filesystem::remove(path_);
   EXPECT_EQ(load(), "");
 }
 
+TEST_F(DecodedText, answersQuestionsAboutTheFileThatIsThere) {
+  remember("one");
+  EXPECT_EQ(askForSize(), 3u);
+  EXPECT_EQ(decodings_, 0);
+  writeFile(path_, "three");
+  EXPECT_EQ(askForSize(), 5u);
+  EXPECT_EQ(decodings_, 1);
+  std::filesystem::remove(path_);
+  ASSERT_FALSE(askForSize());
+  EXPECT_TRUE(askForSize().error().is(CocoaErrorCode::fileReadNoSuchFile));
+}
+
 TEST_F(DecodedText, changesWithTheFileThatItsOwnerWrites) {
-  auto base = file_.remember(path_, write("one"), "one");
+  auto base = remember("one");
   const std::string* before = base.get();
-  auto written = write("one!");
-  const auto changed =
-      file_.rewrite(path_, std::move(written), std::move(base), [](std::string& text) { text += "!"; });
+  const auto changed = addMark(std::move(base));
   EXPECT_EQ(*changed, "one!");
   EXPECT_EQ(changed.get(), before) << "nobody else had it, so it needs no copy";
   EXPECT_EQ(load(), "one!");
@@ -93,18 +123,18 @@ TEST_F(DecodedText, changesWithTheFileThatItsOwnerWrites) {
 }
 
 TEST_F(DecodedText, staysAsItIsForWhoeverHasIt) {
-  auto base = file_.remember(path_, write("one"), "one");
+  auto base = remember("one");
   const auto reader = base;
-  const auto changed = file_.rewrite(path_, write("one!"), std::move(base), [](std::string& text) { text += "!"; });
+  const auto changed = addMark(std::move(base));
   EXPECT_EQ(*reader, "one");
   EXPECT_EQ(*changed, "one!");
 }
 
 TEST_F(DecodedText, isNotChangedOnceTheFileWasLoadedAnew) {
-  auto base = file_.remember(path_, write("one"), "one");
+  auto base = remember("one");
   replaceKeepingTheTime("two");
   EXPECT_EQ(load(), "two");
-  const auto changed = file_.rewrite(path_, write("one!"), std::move(base), [](std::string& text) { text += "!"; });
+  const auto changed = addMark(std::move(base));
   EXPECT_EQ(changed, nullptr);
   EXPECT_EQ(load(), "one!");
   EXPECT_EQ(decodings_, 2);
