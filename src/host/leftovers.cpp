@@ -40,8 +40,6 @@ bool isNamed(std::string_view name, std::string_view prefix, std::string_view su
 }
 
 bool isDelivery(std::string_view name) {
-  constexpr std::string_view kPartialDownload = ".tovrin-download-";
-  if (name.starts_with(kPartialDownload)) return name.size() == kPartialDownload.size() + 6;
   if (isNamed(name, ".", ".stored")) return true;
   return name.size() > kUUIDLength + 1 && name[kUUIDLength] == '.' && isUUID(name.substr(0, kUUIDLength));
 }

@@ -12,8 +12,6 @@
 
 namespace tovrin {
 
-inline constexpr std::int64_t kPartChunkBytes = 1048576;
-
 /// The parts of the payload in the order in which they are joined: by offset, manifest order among equals. A payload
 /// stored as one object is one part; an entry with neither has none.
 std::vector<TovrinWarpSharedPayloadPart> effectiveParts(const TovrinWarpSharedEntry& payload);
@@ -21,9 +19,9 @@ std::vector<TovrinWarpSharedPayloadPart> effectiveParts(const TovrinWarpSharedEn
 /// Stored bytes so far / max(storedSize, 1), after each part.
 using AssemblyProgress = std::function<void(double fraction)>;
 
-/// Downloads the parts one after another into the file `stored`, which does not exist yet. Bytes that do not add up to
-/// `storedSize` are the checksum error. On failure the file may be left half made, for the caller to remove; downloaded
-/// objects are gone in any case.
+/// Downloads the parts one after another into the file `stored`, which does not exist yet, each behind the one before
+/// it as it comes. Bytes that do not add up to `storedSize` are the checksum error. On failure the file may be left
+/// half made, for the caller to remove.
 Result<void> assembleStoredFile(RenterdClient& client, const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                 const TovrinWarpSharedEntry& payload, const std::filesystem::path& stored,
                                 const AssemblyProgress& progress, std::stop_token stop);

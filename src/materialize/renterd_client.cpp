@@ -12,7 +12,6 @@
 #include "foundation/json/coding.h"
 #include "foundation/json/decoder.h"
 #include "materialize/errors.h"
-#include "materialize/temporary_file.h"
 #include "materialize/worker_url.h"
 
 namespace tovrin {
@@ -68,19 +67,15 @@ Result<ProbeOutcome> countReadyAccounts(std::string_view body) {
 
 }  // namespace
 
-Result<std::filesystem::path> RenterdClient::downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot,
-                                                            const ObjectRequest& request, std::stop_token stop) {
+Result<void> RenterdClient::downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot,
+                                           const ObjectRequest& object, BodySink& sink, std::stop_token stop) {
   if (!beginsWithHost(snapshot.httpAddress)) return failure(notReachableError());
-  auto downloaded =
-      platform_.urlSession.download(authorizedRequest(objectURL(snapshot.httpAddress, request.key, request.namespace_),
-                                                      snapshot, kObjectTimeoutSeconds, "application/octet-stream"),
-                                    {.directory = request.directory, .byteLimit = request.byteLimit}, stop);
-  if (!downloaded) return failure(visibleError(std::move(downloaded).error(), stop));
-  if (!isSuccess(downloaded->response.statusCode)) {
-    removeQuietly(downloaded->file);
-    return failure(notReachableError());
-  }
-  return std::move(downloaded->file);
+  const URLRequest request = authorizedRequest(objectURL(snapshot.httpAddress, object.key, object.namespace_), snapshot,
+                                               kObjectTimeoutSeconds, "application/octet-stream");
+  const Result<HTTPResponse> response = platform_.urlSession.receive(request, sink, stop);
+  if (!response) return failure(visibleError(response.error(), stop));
+  if (!isSuccess(response->statusCode)) return failure(notReachableError());
+  return {};
 }
 
 Result<ReceivedData> RenterdClient::accountsAnswer(const TovrinWarpRenterdConnectionSnapshot& snapshot,

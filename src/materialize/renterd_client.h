@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <stop_token>
@@ -38,13 +37,11 @@ class RenterdClient {
   struct ObjectRequest {
     std::string_view key;
     std::optional<TovrinPayloadNamespace> namespace_;
-    std::filesystem::path directory;        ///< where the temporary file is made
-    std::optional<std::int64_t> byteLimit;  ///< more than this cannot be right and is cut off
   };
-  /// The object's whole body in a temporary file that the caller removes. An address that makes no URL and any status
-  /// but 2xx are the not-reachable error; transport errors are passed on.
-  Result<std::filesystem::path> downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot,
-                                               const ObjectRequest& request, std::stop_token stop);
+  /// Hands the object's body to `sink` as it comes; only on success was it the object. An address that makes no URL and
+  /// any status but 2xx are the not-reachable error; transport errors are passed on.
+  Result<void> downloadObject(const TovrinWarpRenterdConnectionSnapshot& snapshot, const ObjectRequest& object,
+                              BodySink& sink, std::stop_token stop);
 
   /// What the worker answers when asked for its accounts, not judged yet; errors are those of the session.
   Result<ReceivedData> accountsAnswer(const TovrinWarpRenterdConnectionSnapshot& snapshot, std::stop_token stop);

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <filesystem>
-#include <functional>
 #include <memory>
-#include <optional>
+#include <span>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -26,9 +25,14 @@ struct HTTPResponse {
   std::int64_t statusCode = 0;
 };
 
-struct DownloadedFile {
-  HTTPResponse response;
-  std::filesystem::path file;  ///< the caller moves or removes it
+/// Takes the body of one response, piece by piece, in order, on one thread at a time.
+class BodySink {
+ public:
+  enum class Verdict { goOn, enough };
+
+  virtual ~BodySink() = default;
+  /// An error ends the transfer and becomes its result; `enough` ends it too, as a success.
+  virtual Result<Verdict> receive(std::span<const std::byte> bytes) = 0;
 };
 
 struct ReceivedData {
@@ -44,16 +48,10 @@ class URLSession {
  public:
   virtual ~URLSession() = default;
 
-  struct DownloadOptions {
-    std::filesystem::path directory;  ///< where the temporary file is made
-    /// A body of more bytes than this cannot be right: the transfer is cut off there and what has arrived is delivered.
-    std::optional<std::int64_t> byteLimit;
-  };
-  /// Streams the body to a fresh file. On an error nothing is left behind.
-  virtual Result<DownloadedFile> download(const URLRequest& request, const DownloadOptions& options,
-                                          std::stop_token stop) = 0;
+  /// Hands the body on as it comes. Returns when the sink will not be called any more.
+  virtual Result<HTTPResponse> receive(const URLRequest& request, BodySink& sink, std::stop_token stop) = 0;
   /// Holds the body in memory, at most 16 MiB of it; a longer body fails with -1011.
-  virtual Result<ReceivedData> data(const URLRequest& request, std::stop_token stop) = 0;
+  Result<ReceivedData> data(const URLRequest& request, std::stop_token stop);
 };
 
 /// A session that keeps connections open between requests.

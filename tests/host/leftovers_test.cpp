@@ -40,7 +40,6 @@ TEST_F(Leftovers, areAllThatKilledFetchesLeft) {
   make(deliveries(), makeUUIDString() + ".jpg");
   make(deliveries(), makeUUIDString() + ".warp");
   make(deliveries(), "." + makeUUIDString() + ".stored");
-  make(deliveries(), ".tovrin-download-a1B2c3");
   make(directories_.temporary, "tovrin-provider-" + makeUUIDString() + ".decoded");
   sweep(25);
   EXPECT_EQ(countFiles(deliveries()), 0U);
@@ -72,16 +71,16 @@ TEST_F(Leftovers, areADayOld) {
 
 TEST_F(Leftovers, areNotWhatOthersCallTheirs) {
   const std::string id = makeUUIDString();
-  for (const std::string& name : {id, id + ".", "x" + id + ".jpg", "." + id + ".stored2", std::string("picture.jpg"),
-                                  std::string(".tovrin-download-"), "tovrin-provider-" + id + ".decoded",
-                                  id.substr(0, 35) + "g.jpg", id.substr(0, 35) + ".jpg"}) {
+  for (const std::string& name :
+       {id, id + ".", "x" + id + ".jpg", "." + id + ".stored2", std::string("picture.jpg"),
+        "tovrin-provider-" + id + ".decoded", id.substr(0, 35) + "g.jpg", id.substr(0, 35) + ".jpg"}) {
     make(deliveries(), name);
   }
   for (const std::string& name : {id + ".jpg", "tovrin-provider-" + id, std::string("tovrin-provider-x.decoded")}) {
     make(directories_.temporary, name);
   }
   sweep(25);
-  EXPECT_EQ(countFiles(deliveries()), 9U);
+  EXPECT_EQ(countFiles(deliveries()), 8U);
   EXPECT_EQ(countFiles(directories_.temporary), 3U);
 }
 

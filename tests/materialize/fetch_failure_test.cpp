@@ -47,10 +47,7 @@ class FetchFailure : public FetchFixture {
 template <class Exception>
 class ThrowingURLSession final : public URLSession {
  public:
-  Result<DownloadedFile> download(const URLRequest&, const DownloadOptions&, std::stop_token) override {
-    throw Exception();
-  }
-  Result<ReceivedData> data(const URLRequest&, std::stop_token) override { throw Exception(); }
+  Result<HTTPResponse> receive(const URLRequest&, BodySink&, std::stop_token) override { throw Exception(); }
 };
 struct StrangeException final : std::exception {};
 

@@ -1,5 +1,9 @@
 #include "materialize/payload_assembly.h"
 
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -9,6 +13,25 @@
 
 namespace tovrin {
 namespace {
+
+/// Lets no file of this process grow beyond a size.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &previous_);
+    const rlimit limit = {.rlim_cur = bytes, .rlim_max = previous_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    previousAction_ = signal(SIGXFSZ, SIG_IGN);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &previous_);
+    signal(SIGXFSZ, previousAction_);
+  }
+
+ private:
+  rlimit previous_;
+  void (*previousAction_)(int);
+};
 
 class PayloadAssembly : public ReconstructionFixture {
  protected:
@@ -21,7 +44,7 @@ class PayloadAssembly : public ReconstructionFixture {
   }
 };
 
-TEST_F(PayloadAssembly, movesAPayloadThatIsOneObjectIntoPlace) {
+TEST_F(PayloadAssembly, deliversAPayloadThatIsOneObject) {
   const std::string bytes = patternedBytes(2'500'000);
   put("whole", bytes);
   ASSERT_TRUE(rebuild(joined(bytes, {{"whole", 0, 2'500'000, {}}})));
@@ -214,6 +237,43 @@ TEST_F(PayloadAssembly, asksForNoFurtherPartAfterAFailure) {
   put("r", "x");
   EXPECT_FALSE(rebuild(joined("xxx", {{"p", 0, 1, {}}, {"q", 1, 1, {}}, {"r", 2, 1, {}}})));
   EXPECT_EQ(objectRequests().size(), 1U);
+}
+
+TEST_F(PayloadAssembly, hidesItsFileFromOtherUsersAndFromListings) {
+  put("p", "0123456789");
+  put("q", "0123456789");
+  addFault("stall after=5 key=q");
+  std::filesystem::path hidden;
+  std::filesystem::perms permissions{};
+  std::jthread canceller([&] {
+    EXPECT_TRUE(worker.waitForArrivals(2));
+    for (const auto& file : std::filesystem::directory_iterator(destination().parent_path())) {
+      hidden = file.path();
+      permissions = file.status().permissions();
+    }
+    stop.request_stop();
+  });
+  EXPECT_FALSE(rebuild(joined("01234567890123456789", {{"p", 0, 10, {}}, {"q", 10, 10, {}}})));
+  canceller.join();
+  EXPECT_TRUE(hidden.filename().native().starts_with(".")) << hidden;
+  EXPECT_EQ(permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(PayloadAssembly, writesABundlesSliceAndNothingElse) {
+  put("bundle", patternedBytes(5'000'000));
+  EntrySpec entry = joined(patternedBytes(5'000'000).substr(4'000'000, 1000), {{"bundle", 4'000'000, 1000, {}}});
+  entry.uploadStrategy = "bundle-direct-unpacked";
+  const FileSizeLimit limit(1000);
+  EXPECT_TRUE(rebuild(entry));
+}
+
+TEST_F(PayloadAssembly, passesOnWhyItsFileCannotBeWritten) {
+  put("p", patternedBytes(1'000'000));
+  const FileSizeLimit limit(100'000);
+  const auto result = rebuild(joined(patternedBytes(1'000'000), {{"p", 0, 1'000'000, {}}}));
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(result.error().is(CocoaErrorCode::fileWriteUnknown));
+  EXPECT_EQ(leftovers(), 0U);
 }
 
 TEST_F(PayloadAssembly, thatWasStoppedLeavesNothing) {

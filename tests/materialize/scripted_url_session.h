@@ -14,18 +14,12 @@ class FailingURLSession final : public URLSession {
  public:
   explicit FailingURLSession(NSError error) : error_(std::move(error)) {}
 
-  Result<DownloadedFile> download(const URLRequest& request, const DownloadOptions& options, std::stop_token) override {
-    requests.push_back(request);
-    downloads.push_back(options);
-    return failure(error_);
-  }
-  Result<ReceivedData> data(const URLRequest& request, std::stop_token) override {
+  Result<HTTPResponse> receive(const URLRequest& request, BodySink&, std::stop_token) override {
     requests.push_back(request);
     return failure(error_);
   }
 
   std::vector<URLRequest> requests;
-  std::vector<DownloadOptions> downloads;
 
  private:
   NSError error_;

@@ -1,6 +1,3 @@
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <chrono>
 #include <future>
 #include <thread>
@@ -50,7 +47,7 @@ TEST_F(URLSessionFixture, losesTheConnectionWhenADeclaredBodyDoesNotBeginOnAKept
     connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n");
   });
   EXPECT_EQ(body(server.url()), "whole");
-  const Result<DownloadedFile> cut = download(request(server.url()));
+  const Result<ReceivedData> cut = download(request(server.url()));
   ASSERT_FALSE(cut);
   EXPECT_TRUE(cut.error().is(URLErrorCode::networkConnectionLost));
   EXPECT_EQ(server.connections(), 1);
@@ -225,22 +222,26 @@ TEST_P(URLSessionCancellation, endsAtOnceHoweverLongTheSilence) {
     stop.request_stop();
   });
   const auto start = std::chrono::steady_clock::now();
-  const Result<DownloadedFile> downloaded = download(request(server.url()), stop.get_token());
+  const Result<ReceivedData> downloaded = download(request(server.url()), stop.get_token());
   ASSERT_FALSE(downloaded);
   EXPECT_TRUE(downloaded.error().is(URLErrorCode::cancelled));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << "the timeout is a minute";
-  EXPECT_EQ(countFiles(folder.path()), 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Silence, URLSessionCancellation,
                          ::testing::Values("", "HTTP/1.1 200 OK\r\nConte",
                                            "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nabc"));
 
-std::uintmax_t bytesIn(const std::filesystem::path& folder) {
-  std::uintmax_t sum = 0;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) sum += file.file_size();
-  return sum;
-}
+/// Asks for the end of the transfer as soon as something arrives.
+class StoppingSink final : public BodySink {
+ public:
+  Result<Verdict> receive(std::span<const std::byte>) override {
+    stop.request_stop();
+    return Verdict::goOn;
+  }
+
+  std::stop_source stop;
+};
 
 TEST_F(URLSessionFixture, isCancelledInTheMiddleOfAnEndlessBody) {
   const RawServer server([](RawConnection& connection, int) {
@@ -250,18 +251,13 @@ TEST_F(URLSessionFixture, isCancelledInTheMiddleOfAnEndlessBody) {
     while (connection.send(block)) {
     }
   });
-  std::stop_source stop;
-  const std::jthread canceller([&] {
-    while (bytesIn(folder.path()) == 0) std::this_thread::yield();
-    stop.request_stop();
-  });
-  const Result<DownloadedFile> downloaded = download(request(server.url()), stop.get_token());
-  ASSERT_FALSE(downloaded);
-  EXPECT_TRUE(downloaded.error().is(URLErrorCode::cancelled));
-  EXPECT_EQ(countFiles(folder.path()), 0U);
+  StoppingSink sink;
+  const Result<HTTPResponse> response = session->receive(request(server.url()), sink, sink.stop.get_token());
+  ASSERT_FALSE(response);
+  EXPECT_TRUE(response.error().is(URLErrorCode::cancelled));
 }
 
-TEST_F(URLSessionFixture, cutsAnEndlessBodyOffBehindTheByteLimit) {
+TEST_F(URLSessionFixture, cutsAnEndlessBodyOffWhenTheSinkHasEnough) {
   const RawServer server([](RawConnection& connection, int) {
     connection.readRequest();
     connection.send("HTTP/1.1 200 OK\r\n\r\n");
@@ -269,46 +265,21 @@ TEST_F(URLSessionFixture, cutsAnEndlessBodyOffBehindTheByteLimit) {
     while (connection.send(block)) {
     }
   });
-  const Result<DownloadedFile> downloaded = downloadAtMost(1'000'000, request(server.url()));
+  const Result<ReceivedData> downloaded = downloadAtMost(1'000'000, request(server.url()));
   ASSERT_TRUE(downloaded);
-  EXPECT_GT(std::filesystem::file_size(downloaded->file), 1'000'000U);
+  EXPECT_GT(downloaded->body.size(), 1'000'000U);
 }
 
-TEST_F(URLSessionFixture, reportsAFolderThatIsNotThere) {
-  const RawServer server(answering([](const std::string&) { return httpResponse(200, ""); }));
-  const Result<DownloadedFile> downloaded =
-      session->download(request(server.url()), {.directory = folder / "missing", .byteLimit = std::nullopt}, {});
-  ASSERT_FALSE(downloaded);
-  EXPECT_TRUE(downloaded.error().is(CocoaErrorCode::fileNoSuchFile));
-  EXPECT_EQ(server.connections(), 0);
-}
-
-/// Lets no file of this process grow beyond a size.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &previous_);
-    const rlimit limit = {.rlim_cur = bytes, .rlim_max = previous_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    previousAction_ = signal(SIGXFSZ, SIG_IGN);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &previous_);
-    signal(SIGXFSZ, previousAction_);
-  }
-
- private:
-  rlimit previous_;
-  void (*previousAction_)(int);
-};
-
-TEST_F(URLSessionFixture, passesOnWhyTheFileCannotBeWritten) {
+TEST_F(URLSessionFixture, passesOnWhyTheSinkFailed) {
+  class FullDisk final : public BodySink {
+    Result<Verdict> receive(std::span<const std::byte>) override {
+      return failure(NSError::cocoa(CocoaErrorCode::fileWriteOutOfSpace));
+    }
+  } sink;
   const RawServer server(answering([](const std::string&) { return httpResponse(200, std::string(1'000'000, 'x')); }));
-  const FileSizeLimit limit(100'000);
-  const Result<DownloadedFile> downloaded = download(request(server.url()));
-  ASSERT_FALSE(downloaded);
-  EXPECT_TRUE(downloaded.error().is(CocoaErrorCode::fileWriteUnknown));
-  EXPECT_EQ(countFiles(folder.path()), 0U);
+  const Result<HTTPResponse> response = session->receive(request(server.url()), sink, {});
+  ASSERT_FALSE(response);
+  EXPECT_TRUE(response.error().is(CocoaErrorCode::fileWriteOutOfSpace));
 }
 
 }  // namespace

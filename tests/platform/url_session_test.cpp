@@ -1,7 +1,5 @@
 #include "platform/url_session.h"
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <thread>
@@ -50,48 +48,27 @@ class URLSessionWithServer : public URLSessionFixture {
   NginxServer server;
 };
 
-TEST_F(URLSessionWithServer, downloadsABodyToAFreshFile) {
+TEST_F(URLSessionWithServer, handsABodyOnAsItComes) {
   const std::string bytes = someBytes(3'000'000);
   server.putObject("tovrin", "photos/a.raw", bytes);
-  const Result<DownloadedFile> downloaded = download(objectRequest("photos/a.raw"));
+  const Result<ReceivedData> downloaded = download(objectRequest("photos/a.raw"));
   ASSERT_TRUE(downloaded) << downloaded.error().localizedDescription();
   EXPECT_EQ(downloaded->response.statusCode, 200);
-  EXPECT_EQ(readFile(downloaded->file), bytes);
-  EXPECT_EQ(downloaded->file.parent_path(), folder.path());
+  EXPECT_EQ(downloaded->body, bytes);
 }
 
-TEST_F(URLSessionWithServer, hidesItsFileFromOtherUsersAndFromListings) {
-  server.putObject("tovrin", "a", "secret");
-  const Result<DownloadedFile> downloaded = download(objectRequest("a"));
-  ASSERT_TRUE(downloaded);
-  struct stat status;
-  ASSERT_EQ(stat(downloaded->file.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777U, 0600U);
-  EXPECT_TRUE(downloaded->file.filename().native().starts_with("."));
-}
-
-TEST_F(URLSessionWithServer, neverDeliversTheSameFileTwice) {
-  server.putObject("tovrin", "a", "first");
-  const Result<DownloadedFile> first = download(objectRequest("a"));
-  server.putObject("tovrin", "a", "second");
-  const Result<DownloadedFile> second = download(objectRequest("a"));
-  ASSERT_TRUE(first && second);
-  EXPECT_EQ(readFile(first->file), "first");
-  EXPECT_EQ(readFile(second->file), "second");
-}
-
-TEST_F(URLSessionWithServer, deliversAnEmptyBodyAsAnEmptyFile) {
+TEST_F(URLSessionWithServer, hasNothingToHandOnOfAnEmptyBody) {
   server.putObject("tovrin", "empty", "");
-  const Result<DownloadedFile> downloaded = download(objectRequest("empty"));
+  const Result<ReceivedData> downloaded = download(objectRequest("empty"));
   ASSERT_TRUE(downloaded);
-  EXPECT_EQ(readFile(downloaded->file), "");
+  EXPECT_EQ(downloaded->body, "");
 }
 
 TEST_F(URLSessionWithServer, takesAnErrorStatusForAResponse) {
-  const Result<DownloadedFile> missing = download(objectRequest("missing"));
+  const Result<ReceivedData> missing = download(objectRequest("missing"));
   ASSERT_TRUE(missing);
   EXPECT_EQ(missing->response.statusCode, 404);
-  EXPECT_GT(std::filesystem::file_size(missing->file), 0U);
+  EXPECT_GT(missing->body.size(), 0U);
 
   const Result<ReceivedData> refused = data(request("http://" + server.address() + "/api/worker/accounts"));
   ASSERT_TRUE(refused);
@@ -119,8 +96,8 @@ TEST_F(URLSessionWithServer, servesManyThreadsAtOnce) {
     for (int thread = 0; thread < kThreads; ++thread) {
       threads.emplace_back([&, thread] {
         for (int round = 0; round < kRounds; ++round) {
-          const Result<DownloadedFile> downloaded = download(objectRequest(std::to_string(thread)));
-          right += downloaded && readFile(downloaded->file) == std::to_string(thread) + someBytes(50'000);
+          const Result<ReceivedData> downloaded = download(objectRequest(std::to_string(thread)));
+          right += downloaded && downloaded->body == std::to_string(thread) + someBytes(50'000);
         }
       });
     }
@@ -145,47 +122,47 @@ TEST_F(URLSessionWithServer, sendsDotSegmentsAndDoubleSlashesAsTheyAre) {
 TEST_F(URLSessionWithServer, decodesACompressedBody) {
   const std::string text(200'000, 'z');
   server.putObject("compressed", "a.txt", text);
-  const Result<DownloadedFile> downloaded = download(request(server.compressedURL("a.txt")));
+  const Result<ReceivedData> downloaded = download(request(server.compressedURL("a.txt")));
   ASSERT_TRUE(downloaded);
-  EXPECT_EQ(readFile(downloaded->file), text);
+  EXPECT_EQ(downloaded->body, text);
 }
 
-TEST_F(URLSessionWithServer, comparesTheByteLimitWithDecodedBytes) {
+TEST_F(URLSessionWithServer, isCutOffByWhatTheSinkHasDecoded) {
   server.putObject("compressed", "zeros", std::string(50'000'000, '\0'));
-  const Result<DownloadedFile> downloaded = downloadAtMost(1'000'000, request(server.compressedURL("zeros")));
+  const Result<ReceivedData> downloaded = downloadAtMost(1'000'000, request(server.compressedURL("zeros")));
   ASSERT_TRUE(downloaded);
-  EXPECT_GT(std::filesystem::file_size(downloaded->file), 1'000'000U);
-  EXPECT_LT(std::filesystem::file_size(downloaded->file), 2'000'000U);
+  EXPECT_GT(downloaded->body.size(), 1'000'000U);
+  EXPECT_LT(downloaded->body.size(), 2'000'000U);
 }
 
-TEST_F(URLSessionWithServer, deliversABodyThatReachesTheByteLimit) {
+TEST_F(URLSessionWithServer, keepsTheConnectionWhenTheSinkTakesTheWholeBody) {
   const std::string bytes = someBytes(100'000);
   server.putObject("tovrin", "a", bytes);
   const std::string connection = body(server.connectionURL());
-  const Result<DownloadedFile> downloaded = downloadAtMost(100'000, objectRequest("a"));
+  const Result<ReceivedData> downloaded = downloadAtMost(100'000, objectRequest("a"));
   ASSERT_TRUE(downloaded);
-  EXPECT_EQ(readFile(downloaded->file), bytes);
+  EXPECT_EQ(downloaded->body, bytes);
   EXPECT_EQ(body(server.connectionURL()), connection) << "a whole transfer keeps its connection";
 }
 
-TEST_F(URLSessionWithServer, cutsABodyOffBehindTheByteLimit) {
+TEST_F(URLSessionWithServer, succeedsWithABodyThatTheSinkCutsOff) {
   const std::string bytes = someBytes(10'000'000);
   server.putObject("tovrin", "a", bytes);
-  const Result<DownloadedFile> downloaded = downloadAtMost(100'000, objectRequest("a"));
+  const Result<ReceivedData> downloaded = downloadAtMost(100'000, objectRequest("a"));
   ASSERT_TRUE(downloaded);
   EXPECT_EQ(downloaded->response.statusCode, 200);
-  const std::string received = readFile(downloaded->file);
+  const std::string received = downloaded->body;
   EXPECT_GT(received.size(), 100'000U);
   EXPECT_LT(received.size(), 1'000'000U);
   EXPECT_EQ(received, bytes.substr(0, received.size()));
   EXPECT_FALSE(body(server.connectionURL()).empty()) << "the next transfer is not hurt";
 }
 
-TEST_F(URLSessionWithServer, cutsAnythingOffWhenNothingIsAllowed) {
+TEST_F(URLSessionWithServer, succeedsWhenTheSinkWantsNothing) {
   server.putObject("tovrin", "a", "x");
-  const Result<DownloadedFile> downloaded = downloadAtMost(0, objectRequest("a"));
+  const Result<ReceivedData> downloaded = downloadAtMost(0, objectRequest("a"));
   ASSERT_TRUE(downloaded);
-  EXPECT_EQ(readFile(downloaded->file), "x");
+  EXPECT_EQ(downloaded->body, "x");
 }
 
 TEST_F(URLSessionWithServer, followsARedirectAndKeepsTheAuthorizationOnTheSameServer) {

@@ -48,7 +48,7 @@ NSURLSessionConfiguration* configuration() {
   return made;
 }
 
-class SystemURLSession final : public StreamedURLSession {
+class SystemURLSession final : public URLSession {
  public:
   SystemURLSession() {
     @autoreleasepool {
@@ -61,8 +61,7 @@ class SystemURLSession final : public StreamedURLSession {
   /// The session keeps its delegate until it is told that nothing more comes.
   ~SystemURLSession() override { [session_.get() finishTasksAndInvalidate]; }
 
- private:
-  Result<HTTPResponse> transfer(const URLRequest& request, BodySink& sink, std::stop_token stop) override {
+  Result<HTTPResponse> receive(const URLRequest& request, BodySink& sink, std::stop_token stop) override {
     @autoreleasepool {
       if (stop.stop_requested()) return failure(NSError::url(URLErrorCode::cancelled));
       NSURLRequest* sent = systemRequest(request);
@@ -76,6 +75,7 @@ class SystemURLSession final : public StreamedURLSession {
     }
   }
 
+ private:
   Retained<TovrinURLSessionDelegate*> delegate_;
   Retained<NSURLSession*> session_;
 };

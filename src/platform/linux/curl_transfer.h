@@ -7,7 +7,6 @@
 
 #include "foundation/result.h"
 #include "platform/linux/curl_transfer_pool.h"
-#include "platform/posix/streamed_url_session.h"
 #include "platform/url_session.h"
 
 namespace tovrin {

@@ -7,7 +7,6 @@
 
 #include "platform/linux/curl_transfer.h"
 #include "platform/linux/curl_transfer_pool.h"
-#include "platform/posix/streamed_url_session.h"
 
 namespace tovrin {
 
@@ -22,9 +21,9 @@ std::string hostsReachedDirectly() {
   return "localhost,127.0.0.0/8,::1," + std::string(others);
 }
 
-class CurlURLSession final : public StreamedURLSession {
- private:
-  Result<HTTPResponse> transfer(const URLRequest& request, BodySink& sink, std::stop_token stop) override {
+class CurlURLSession final : public URLSession {
+ public:
+  Result<HTTPResponse> receive(const URLRequest& request, BodySink& sink, std::stop_token stop) override {
     std::unique_ptr<CurlSlot> slot = pool_.take();
     if (slot == nullptr) return failure(NSError::url(URLErrorCode::unknown));
     Result<HTTPResponse> response = runTransfer(*slot, request, noProxyHosts_, sink, std::move(stop));
@@ -32,6 +31,7 @@ class CurlURLSession final : public StreamedURLSession {
     return response;
   }
 
+ private:
   const std::string noProxyHosts_ = hostsReachedDirectly();
   CurlTransferPool pool_;
 };

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "platform/posix/streamed_url_session.h"
+#include "platform/url_session.h"
 
 namespace tovrin {
 
