@@ -10,6 +10,7 @@
 
 #include "foundation/date.h"
 #include "foundation/result.h"
+#include "platform/alternating_file.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "shared/decoded_file.h"
@@ -97,6 +98,7 @@ class CachedItemsJournal {
   DecodedFile<CachedItemRecords> file_;
 
   // Whoever changes the journal only.
+  AlternatingFile onDisk_;
   std::unique_ptr<CachedItemsText> text_;                 ///< of the journal that was written here last
   std::weak_ptr<const CachedItemRecords> recordsOfText_;  ///< gone when the file has changed since
 };

@@ -50,15 +50,6 @@ Result<CachedItemRecords> decodedAgain(std::string_view bytes, const std::vector
   return decoded;
 }
 
-Result<WrittenFile> replaceJournal(const std::filesystem::path& path, std::span<const std::string_view> pieces,
-                                   Durability durability) {
-  TOVRIN_CHECK(createDirectories(path.parent_path()));
-  TOVRIN_TRY(WrittenFile written, writeFileAtomically(path, pieces, durability));
-  TOVRIN_TRY(const bool isWritten, fileHolds(path, pieces));
-  if (!isWritten) return failure(cannotBeJournalled());
-  return written;
-}
-
 }  // namespace
 
 Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability durability) {
@@ -76,7 +67,7 @@ Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability du
   std::string bytes;
   for (const std::string_view piece : pieces) bytes += piece;
   TOVRIN_TRY(CachedItemRecords decoded, decodedAgain(bytes, records, place_->warp));
-  const auto write = [&] { return replaceJournal(place_->file, pieces, durability); };
+  const auto write = [&] { return onDisk_.replace(place_->file, pieces, durability); };
   TOVRIN_TRY(recordsOfText_, file_.remember(place_->file, write, std::move(decoded)));
   text_ = std::move(text);
   return {};
@@ -96,7 +87,7 @@ Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::option
   TOVRIN_CHECK(decodedAgain(alone, {record}, place_->warp));
   if (leftOut) text->erase(*leftOut);
   text->append(record);
-  const auto write = [&] { return replaceJournal(place_->file, text->pieces(updatedAt), durability); };
+  const auto write = [&] { return onDisk_.replace(place_->file, text->pieces(updatedAt), durability); };
   const auto change = [&](CachedItemRecords& kept) {
     if (leftOut) kept.erase(*leftOut);
     kept.append(std::move(record));

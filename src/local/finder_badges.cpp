@@ -32,7 +32,7 @@ bool FinderBadges::mergeIntoFile(const std::map<std::string, TovrinWarpSharedFin
   }
   badges->merge(states, clearPaths);
   if (!isOurs || !badges->isWrittenAt(now)) {
-    if (!file_.replace(path, badges->pieces(now))) return false;
+    if (!file_.replace(path, badges->pieces(now), Durability::disposable)) return false;
   }
   published_ = std::move(badges);
   return true;

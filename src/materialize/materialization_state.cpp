@@ -58,7 +58,7 @@ void MaterializationStatePublisher::writeStateFile(const TovrinWarpSharedMateria
   const std::string text = encodeMaterializationState(state);
   const std::string_view piece = text;
   const std::lock_guard hold(fileLock_);
-  std::ignore = file_.replace(warp->materializationState(), std::span(&piece, 1));
+  std::ignore = file_.replace(warp->materializationState(), std::span(&piece, 1), Durability::disposable);
 }
 
 }  // namespace tovrin

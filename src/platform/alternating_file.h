@@ -16,8 +16,7 @@ namespace tovrin {
 /// and no other name leads to it: whoever opened it goes on reading what he opened. Where the system cannot tell, a new
 /// file is made each time and none stays.
 ///
-/// For decoration: after a crash of the machine the file may be empty. Other processes may replace it at any time. Not
-/// thread-safe.
+/// Other processes may replace the file at any time. Not thread-safe.
 class AlternatingFile {
  public:
   AlternatingFile() = default;
@@ -25,18 +24,23 @@ class AlternatingFile {
   AlternatingFile& operator=(const AlternatingFile&) = delete;
   ~AlternatingFile() { removeSpare(); }
 
-  /// Keeps an existing file's mode, and makes missing folders. On failure the previous file stays as it was, and no
-  /// other is left. A link at `path` is replaced.
-  Result<void> replace(const std::filesystem::path& path, std::span<const std::string_view> pieces);
+  /// Keeps an existing file's mode, and makes missing folders. What is not disposable is read back before it gets the
+  /// name; NSCocoaErrorDomain 512 when that differs. On failure the previous file stays as it was, and no other is
+  /// left; only a folder that cannot be synced is found out too late for that. A link at `path` is replaced.
+  ///
+  /// Returns the identity of the file, which is no other file's before the next call or the end of this object.
+  Result<FileIdentity> replace(const std::filesystem::path& path, std::span<const std::string_view> pieces,
+                               Durability durability);
 
   /// Whether what `replace` wrote last, to this path and without failing, is there still.
   bool isAt(const std::filesystem::path& path) const;
 
  private:
   // Each returns 0 or an errno.
-  int replaceByNew(std::span<const std::string_view> pieces);
+  int replaceByNew(std::span<const std::string_view> pieces, Durability durability);
   int makeSpare();
-  int putSpareInPlace(std::span<const std::string_view> pieces);
+  int fillSpare(std::span<const std::string_view> pieces, Durability durability);
+  int putSpareInPlace();
 
   void removeSpare();
 
@@ -46,5 +50,8 @@ class AlternatingFile {
   std::optional<FileHandle> current_;  ///< what was written last; while it is open, its inode is no other file's
   std::optional<FileIdentity> identity_;
 };
+
+/// As an `AlternatingFile` does, once.
+Result<void> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
 }  // namespace tovrin

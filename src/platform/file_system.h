@@ -48,11 +48,9 @@ struct FileContents {
 /// Regular files only: a pipe in the place of a file fails instead of blocking.
 Result<FileContents> readWholeFile(const std::filesystem::path& path);
 
-/// Whether the file holds exactly these bytes, piece after piece.
-Result<bool> fileHolds(const std::filesystem::path& path, std::span<const std::string_view> pieces);
-
 /// What a crash of the machine may do to a file that was just written; one of the process does nothing to it.
 enum class Durability {
+  disposable,  ///< the file may be empty afterwards: for what is decoration and soon written anew
   ordinary,    ///< the old or the new file, as far as the file system keeps data and names in order by itself
   durable,     ///< file and directory are synced: the new file
 };
@@ -107,22 +105,6 @@ class [[nodiscard]] FileHandle {
   explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
   int descriptor_ = -1;
 };
-
-/// A file that was just written.
-struct WrittenFile {
-  FileIdentity identity;
-  FileHandle file;  ///< as long as it is open, no other file can get its inode
-};
-
-/// Writes a temporary file in the same directory, then gives it the name `path` in one step; keeps an existing file's
-/// mode. On failure the previous file stays as it was and the temporary file is gone; only a folder that cannot be
-/// synced is found out too late for that. A link at `path` is replaced.
-Result<WrittenFile> writeFileAtomically(const std::filesystem::path& path, std::span<const std::string_view> pieces,
-                                        Durability durability = Durability::ordinary);
-inline Result<WrittenFile> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
-                                               Durability durability = Durability::ordinary) {
-  return writeFileAtomically(path, std::span(&bytes, 1), durability);
-}
 
 /// Copies up to `count` bytes from the one handle's position to the other's, inside the kernel where it can. Returns
 /// the number copied: fewer only when `from` ends first.

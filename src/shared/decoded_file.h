@@ -42,16 +42,16 @@ class DecodedFile {
     return Result<Shared>(*kept_);
   }
 
-  /// Takes the value of the file that `write() -> Result<WrittenFile>` writes. However young the file is: what may take
-  /// its place is another file, and while this one is open its inode is nobody else's. Whoever sees the file before its
-  /// value is here waits for it.
+  /// Takes the value of the file that `write() -> Result<FileIdentity>` writes. However young the file is: the writer
+  /// writes nothing else under this identity, and keeps its inode from being another file's as long as this object
+  /// lives, or until the next time. Whoever sees the file before its value is here waits for it.
   template <class Write>
   Result<Shared> remember(const std::filesystem::path& path, Write&& write, Value value) {
     auto shared = std::make_shared<Value>(std::move(value));
     const std::lock_guard turn(writing_);
-    TOVRIN_TRY(WrittenFile written, write());
+    TOVRIN_TRY(const FileIdentity written, write());
     const std::lock_guard hold(lock_);
-    keepWritten(path, std::move(written), shared);
+    keep(path, written, shared);
     return shared;
   }
 
@@ -60,7 +60,7 @@ class DecodedFile {
   template <class Write, class Change>
   Result<Shared> rewrite(const std::filesystem::path& path, Write&& write, Shared base, Change&& change) {
     const std::lock_guard turn(writing_);
-    TOVRIN_TRY(WrittenFile written, write());
+    TOVRIN_TRY(const FileIdentity written, write());
     const std::lock_guard hold(lock_);
     auto kept = std::exchange(kept_, std::nullopt);
     if (!kept || !*kept || **kept != base) return nullptr;
@@ -69,7 +69,7 @@ class DecodedFile {
     base.reset();
     if (value.use_count() > 1) value = std::make_shared<Value>(*value);
     change(*value);
-    keepWritten(path, std::move(written), value);
+    keep(path, written, value);
     return value;
   }
 
@@ -118,20 +118,13 @@ class DecodedFile {
   void keep(const std::filesystem::path& path, const FileIdentity& identity, Result<Kept> value) {
     path_ = path;
     identity_ = identity;
-    written_.reset();
     kept_ = std::move(value);
-  }
-
-  void keepWritten(const std::filesystem::path& path, WrittenFile written, Kept value) {
-    keep(path, written.identity, std::move(value));
-    written_ = std::move(written.file);
   }
 
   std::mutex writing_;  ///< held while a new file and its value come, and by whoever has to decode; before `lock_`
   std::mutex lock_;     ///< guards what follows
   std::filesystem::path path_;
   FileIdentity identity_;
-  std::optional<FileHandle> written_;  ///< the file, when it was written here
   std::optional<Result<Kept>> kept_;
 };
 

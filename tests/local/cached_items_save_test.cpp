@@ -76,8 +76,10 @@ TEST_F(CachedItemsSave, makesTheDirectoryAboveTheFile) {
 }
 
 TEST_F(CachedItemsSave, leavesNothingBesideTheFile) {
-  ASSERT_TRUE(journal_.save({someRecord("/x")}).has_value());
-  ASSERT_TRUE(journal_.save({someRecord("/y")}).has_value());
+  {
+    CachedItemsJournal journal(platform_.platform());
+    for (const char* path : {"/x", "/y", "/z"}) ASSERT_TRUE(journal.save({someRecord(path)}).has_value());
+  }
   EXPECT_EQ(countFiles(platform_.warpDirectory()), 1U);
 }
 

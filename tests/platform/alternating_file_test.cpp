@@ -18,9 +18,14 @@
 namespace tovrin {
 namespace {
 
-class Alternating : public testing::Test {
+constexpr std::int64_t kFileWriteInvalidFileName = 514;
+
+class Alternating : public testing::TestWithParam<Durability> {
  protected:
-  Result<void> replace(std::string_view text) { return file_->replace(path_, std::span(&text, 1)); }
+  Result<FileIdentity> replace(std::string_view text) { return replace(*file_, path_, text); }
+  static Result<FileIdentity> replace(AlternatingFile& file, const std::filesystem::path& path, std::string_view text) {
+    return file.replace(path, std::span(&text, 1), GetParam());
+  }
 
   std::uint64_t inode() const { return fileAttributes(path_)->identity.inode; }
   std::size_t filesInScratch() const { return countFiles(scratch_.path()); }
@@ -38,17 +43,17 @@ class Alternating : public testing::Test {
   std::optional<AlternatingFile> file_{std::in_place};
 };
 
-TEST_F(Alternating, holdsWhatWasWrittenLast) {
+TEST_P(Alternating, holdsWhatWasWrittenLast) {
   for (const char* text : {"a", "longer than before", "short", "", "again"}) {
     ASSERT_TRUE(replace(text).has_value());
     EXPECT_EQ(readFile(path_), text);
   }
   constexpr std::array<std::string_view, 3> kPieces{"in", "", "pieces"};
-  ASSERT_TRUE(file_->replace(path_, kPieces).has_value());
+  ASSERT_TRUE(file_->replace(path_, kPieces, GetParam()).has_value());
   EXPECT_EQ(readFile(path_), "inpieces");
 }
 
-TEST_F(Alternating, takesTwoFilesForAnyNumberOfTurns) {
+TEST_P(Alternating, takesTwoFilesForAnyNumberOfTurns) {
   std::set<std::uint64_t> inodes;
   for (int turn = 0; turn < 20; ++turn) {
     ASSERT_TRUE(replace(std::to_string(turn)).has_value());
@@ -58,29 +63,27 @@ TEST_F(Alternating, takesTwoFilesForAnyNumberOfTurns) {
   EXPECT_EQ(inodes.size(), 2u);
 }
 
-TEST_F(Alternating, leavesOneFileWhenItEnds) {
+TEST_P(Alternating, leavesOneFileWhenItEnds) {
   for (const char* text : {"a", "b", "c"}) ASSERT_TRUE(replace(text).has_value());
   file_.reset();
   EXPECT_EQ(filesInScratch(), 1u);
   EXPECT_EQ(readFile(path_), "c");
 }
 
-TEST_F(Alternating, leavesOneFileAtEachOfTwoPaths) {
+TEST_P(Alternating, leavesOneFileAtEachOfTwoPaths) {
   for (const char* text : {"a", "b", "c"}) ASSERT_TRUE(replace(text).has_value());
-  const std::string_view text = "elsewhere";
-  ASSERT_TRUE(file_->replace(scratch_ / "other", std::span(&text, 1)).has_value());
+  ASSERT_TRUE(replace(*file_, scratch_ / "other", "elsewhere").has_value());
   EXPECT_EQ(filesInScratch(), 2u);
   EXPECT_EQ(readFile(path_), "c");
   EXPECT_EQ(readFile(scratch_ / "other"), "elsewhere");
 }
 
-TEST_F(Alternating, makesTheMissingFolder) {
-  const std::string_view text = "a";
-  ASSERT_TRUE(file_->replace(scratch_ / "missing/folder/file", std::span(&text, 1)).has_value());
+TEST_P(Alternating, makesTheMissingFolder) {
+  ASSERT_TRUE(replace(*file_, scratch_ / "missing/folder/file", "a").has_value());
   EXPECT_EQ(readFile(scratch_ / "missing/folder/file"), "a");
 }
 
-TEST_F(Alternating, leavesAnOpenFileToItsReader) {
+TEST_P(Alternating, leavesAnOpenFileToItsReader) {
   ASSERT_TRUE(replace("first").has_value());
   auto reader = FileHandle::forReading(path_);
   ASSERT_TRUE(reader);
@@ -92,7 +95,7 @@ TEST_F(Alternating, leavesAnOpenFileToItsReader) {
   EXPECT_LE(filesInScratch(), 2u);
 }
 
-TEST_F(Alternating, leavesAFileToWhoOpenedItWhileItWaitedForItsTurn) {
+TEST_P(Alternating, leavesAFileToWhoOpenedItWhileItWaitedForItsTurn) {
   for (const char* text : {"first", "second"}) ASSERT_TRUE(replace(text).has_value());
   auto reader = FileHandle::forReading(spare());
   ASSERT_TRUE(reader);
@@ -102,7 +105,7 @@ TEST_F(Alternating, leavesAFileToWhoOpenedItWhileItWaitedForItsTurn) {
   EXPECT_EQ(std::memcmp(buffer.data(), "first", 5), 0);
 }
 
-TEST_F(Alternating, leavesAnotherNameOfAFileAlone) {
+TEST_P(Alternating, leavesAnotherNameOfAFileAlone) {
   ASSERT_TRUE(replace("first").has_value());
   std::filesystem::create_hard_link(path_, scratch_ / "kept");
   for (const char* text : {"2", "3", "4"}) ASSERT_TRUE(replace(text).has_value());
@@ -114,7 +117,7 @@ TEST_F(Alternating, leavesAnotherNameOfAFileAlone) {
   EXPECT_EQ(readFile(scratch_ / "kept too"), waiting);
 }
 
-TEST_F(Alternating, neverWritesIntoAFileThatAnotherPutInItsPlace) {
+TEST_P(Alternating, neverWritesIntoAFileThatAnotherPutInItsPlace) {
   for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
   writeFile(scratch_ / "foreign", "foreign");
   std::filesystem::rename(scratch_ / "foreign", path_);
@@ -128,7 +131,7 @@ TEST_F(Alternating, neverWritesIntoAFileThatAnotherPutInItsPlace) {
   EXPECT_EQ(readFile(path_), "e");
 }
 
-TEST_F(Alternating, goesOnWhenTheWaitingFileWasRemoved) {
+TEST_P(Alternating, goesOnWhenTheWaitingFileWasRemoved) {
   for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
   std::filesystem::remove(spare());
   for (const char* text : {"c", "d", "e"}) {
@@ -138,7 +141,7 @@ TEST_F(Alternating, goesOnWhenTheWaitingFileWasRemoved) {
   EXPECT_EQ(filesInScratch(), 2u);
 }
 
-TEST_F(Alternating, goesOnWhenTheFileWasRemoved) {
+TEST_P(Alternating, goesOnWhenTheFileWasRemoved) {
   for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
   std::filesystem::remove(path_);
   EXPECT_FALSE(file_->isAt(path_));
@@ -148,20 +151,19 @@ TEST_F(Alternating, goesOnWhenTheFileWasRemoved) {
   EXPECT_EQ(filesInScratch(), 1u);
 }
 
-TEST_F(Alternating, leavesTwoProcessesOneFile) {
+TEST_P(Alternating, leavesTwoProcessesOneFile) {
   AlternatingFile other;
   for (int turn = 0; turn < 5; ++turn) {
     ASSERT_TRUE(replace("mine").has_value());
-    const std::string_view text = "the other's";
-    ASSERT_TRUE(other.replace(path_, std::span(&text, 1)).has_value());
+    ASSERT_TRUE(replace(other, path_, "the other's").has_value());
     EXPECT_FALSE(file_->isAt(path_));
     EXPECT_TRUE(other.isAt(path_));
-    EXPECT_EQ(readFile(path_), text);
+    EXPECT_EQ(readFile(path_), "the other's");
   }
   EXPECT_LE(filesInScratch(), 3u);
 }
 
-TEST_F(Alternating, keepsTheModeOfTheOldFile) {
+TEST_P(Alternating, keepsTheModeOfTheOldFile) {
   for (const mode_t mode : {0600u, 0444u, 0640u, 0644u}) {
     ASSERT_TRUE(replace("old").has_value());
     ASSERT_EQ(chmod(path_.c_str(), mode), 0);
@@ -172,7 +174,7 @@ TEST_F(Alternating, keepsTheModeOfTheOldFile) {
   }
 }
 
-TEST_F(Alternating, replacesALinkAndNotItsTarget) {
+TEST_P(Alternating, replacesALinkAndNotItsTarget) {
   writeFile(scratch_ / "target", "target");
   std::filesystem::create_symlink("target", path_);
   ASSERT_TRUE(replace("new").has_value());
@@ -180,7 +182,7 @@ TEST_F(Alternating, replacesALinkAndNotItsTarget) {
   EXPECT_EQ(readFile(scratch_ / "target"), "target");
 }
 
-TEST_F(Alternating, leavesAFolderInItsPlaceAlone) {
+TEST_P(Alternating, leavesAFolderInItsPlaceAlone) {
   for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
   std::filesystem::remove(path_);
   std::filesystem::create_directory(path_);
@@ -192,7 +194,7 @@ TEST_F(Alternating, leavesAFolderInItsPlaceAlone) {
   EXPECT_EQ(filesInScratch(), 1u);
 }
 
-TEST_F(Alternating, knowsWhetherItsFileIsStillThere) {
+TEST_P(Alternating, knowsWhetherItsFileIsStillThere) {
   EXPECT_FALSE(file_->isAt(path_));
   ASSERT_TRUE(replace("a").has_value());
   EXPECT_TRUE(file_->isAt(path_));
@@ -201,7 +203,37 @@ TEST_F(Alternating, knowsWhetherItsFileIsStillThere) {
   EXPECT_FALSE(file_->isAt(path_));
 }
 
-TEST_F(Alternating, neverShowsAReaderHalfAFile) {
+TEST_P(Alternating, givesTheIdentityOfTheFileInItsPlace) {
+  for (int turn = 0; turn < 4; ++turn) {
+    const auto written = replace("abc");
+    ASSERT_TRUE(written.has_value());
+    EXPECT_EQ(*written, fileAttributes(path_)->identity);
+    EXPECT_EQ(*written, readWholeFile(path_)->identity);
+  }
+}
+
+TEST_P(Alternating, givesANewFileTheModeThatTheUmaskLeaves) {
+  const mode_t before = umask(027);
+  const auto written = replace("new");
+  umask(before);
+  ASSERT_TRUE(written.has_value());
+  struct stat status{};
+  ASSERT_EQ(lstat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u);
+}
+
+TEST_P(Alternating, worksForTheLongestNameAndNoLonger) {
+  const std::filesystem::path path = scratch_ / std::string(255, 'a');
+  for (const char* text : {"a", "b", "c"}) ASSERT_TRUE(replace(*file_, path, text).has_value());
+  EXPECT_EQ(readFile(path), "c");
+  const auto tooLong = replace(*file_, scratch_ / std::string(256, 'a'), "abc");
+  ASSERT_FALSE(tooLong.has_value());
+  EXPECT_EQ(tooLong.error().domain(), NSCocoaErrorDomain);
+  EXPECT_EQ(tooLong.error().code(), kFileWriteInvalidFileName);
+  EXPECT_EQ(filesInScratch(), 1u);
+}
+
+TEST_P(Alternating, neverShowsAReaderHalfAFile) {
   const std::string a(200'000, 'a');
   const std::string b(100'000, 'b');
   ASSERT_TRUE(replace(a).has_value());
@@ -212,6 +244,31 @@ TEST_F(Alternating, neverShowsAReaderHalfAFile) {
     const auto contents = readWholeFile(path_);
     ASSERT_TRUE(contents);
     ASSERT_TRUE(contents->bytes == a || contents->bytes == b) << contents->bytes.size();
+  }
+}
+
+std::string nameOfDurability(const testing::TestParamInfo<Durability>& test) {
+  switch (test.param) {
+    case Durability::disposable:
+      return "disposable";
+    case Durability::ordinary:
+      return "ordinary";
+    case Durability::durable:
+      return "durable";
+  }
+  return "unknown";
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryDurability, Alternating,
+                         testing::Values(Durability::disposable, Durability::ordinary, Durability::durable),
+                         nameOfDurability);
+
+TEST(WritingOnce, leavesOneFile) {
+  ScratchFolder scratch;
+  for (const char* text : {"first", "2nd", ""}) {
+    ASSERT_TRUE(writeFileAtomically(scratch / "file", text).has_value());
+    EXPECT_EQ(readFile(scratch / "file"), text);
+    EXPECT_EQ(countFiles(scratch.path()), 1u);
   }
 }
 

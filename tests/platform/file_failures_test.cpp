@@ -9,6 +9,7 @@
 #include <limits>
 #include <string>
 
+#include "platform/alternating_file.h"
 #include "platform/file_system.h"
 #include "support/scratch_folder.h"
 
@@ -48,8 +49,11 @@ class SmallDisk : public testing::Test {
 TEST_F(SmallDisk, keepsTheOldFileWhenANewOneDoesNotFit) {
   writeFile(disk_ / "file", "old");
   const auto before = fileAttributes(disk_ / "file");
-  for (const Durability durability : {Durability::ordinary, Durability::durable}) {
-    const auto written = writeFileAtomically(disk_ / "file", std::string(kMoreThanFits, 'x'), durability);
+  const std::string large(kMoreThanFits, 'x');
+  const std::string_view piece = large;
+  for (const Durability durability : {Durability::disposable, Durability::ordinary, Durability::durable}) {
+    AlternatingFile file;
+    const auto written = file.replace(disk_ / "file", std::span(&piece, 1), durability);
     ASSERT_FALSE(written);
     EXPECT_TRUE(written.error().is(CocoaErrorCode::fileWriteOutOfSpace));
     EXPECT_EQ(written.error().localizedDescription(),

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/alternating_file.h"
 #include "support/scratch_folder.h"
 
 namespace tovrin {
@@ -148,124 +149,6 @@ TEST_F(Reading, failsForAMissingFile) {
   ASSERT_FALSE(contents);
   EXPECT_TRUE(contents.error().is(CocoaErrorCode::fileReadNoSuchFile));
   EXPECT_EQ(sentenceOf(contents), "The file “missing.json” couldn’t be opened because there is no such file.");
-}
-
-using AtomicWriting = FileSystem;
-
-constexpr std::array kDurabilities{Durability::ordinary, Durability::durable};
-
-TEST_F(AtomicWriting, makesAndReplacesFiles) {
-  for (const Durability durability : kDurabilities) {
-    for (const char* text : {"first", "2nd", ""}) {
-      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", text, durability).has_value());
-      EXPECT_EQ(readFile(scratch_ / "file"), text);
-    }
-    EXPECT_EQ(filesInScratch(), 1u);
-    std::filesystem::remove(scratch_ / "file");
-  }
-}
-
-TEST_F(AtomicWriting, givesTheIdentityOfTheFileInItsPlace) {
-  for (const Durability durability : kDurabilities) {
-    const auto written = writeFileAtomically(scratch_ / "file", "abc", durability);
-    ASSERT_TRUE(written);
-    EXPECT_EQ(written->identity, fileAttributes(scratch_ / "file")->identity);
-    EXPECT_EQ(written->identity, readWholeFile(scratch_ / "file")->identity);
-  }
-}
-
-TEST_F(AtomicWriting, keepsTheModeOfTheOldFile) {
-  for (const Durability durability : kDurabilities) {
-    for (const mode_t mode : {0600u, 0444u, 0640u, 0755u}) {
-      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "old", durability).has_value());
-      ASSERT_EQ(chmod((scratch_ / "file").c_str(), mode), 0);
-      ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new", durability).has_value());
-      EXPECT_EQ(statusOf(scratch_ / "file").st_mode & 07777, mode);
-      EXPECT_EQ(readFile(scratch_ / "file"), "new");
-    }
-  }
-}
-
-TEST_F(AtomicWriting, givesANewFileTheModeThatTheUmaskLeaves) {
-  const mode_t before = umask(027);
-  const auto written = writeFileAtomically(scratch_ / "file", "new");
-  umask(before);
-  ASSERT_TRUE(written);
-  EXPECT_EQ(statusOf(scratch_ / "file").st_mode & 07777, 0640u);
-}
-
-TEST_F(AtomicWriting, leavesTheOldFileToWhoeverHasItOpen) {
-  for (const Durability durability : kDurabilities) {
-    writeFile(scratch_ / "file", "old");
-    auto reader = FileHandle::forReading(scratch_ / "file");
-    ASSERT_TRUE(reader);
-    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", "new", durability).has_value());
-    std::array<std::byte, 8> buffer;
-    EXPECT_EQ(reader->read(buffer), 3u);
-    EXPECT_EQ(static_cast<char>(buffer[0]), 'o');
-  }
-}
-
-TEST_F(AtomicWriting, replacesALinkAndNotItsTarget) {
-  writeFile(scratch_ / "target", "target");
-  for (const Durability durability : kDurabilities) {
-    std::filesystem::create_symlink("target", scratch_ / "link");
-    ASSERT_TRUE(writeFileAtomically(scratch_ / "link", "new", durability).has_value());
-    EXPECT_EQ(fileAttributes(scratch_ / "link")->type, FileType::regular);
-    EXPECT_EQ(readFile(scratch_ / "target"), "target");
-    EXPECT_EQ(filesInScratch(), 2u);
-    std::filesystem::remove(scratch_ / "link");
-  }
-}
-
-TEST_F(AtomicWriting, worksForTheLongestName) {
-  const std::filesystem::path path = scratch_ / std::string(255, 'a');
-  EXPECT_TRUE(writeFileAtomically(path, "abc").has_value());
-  EXPECT_EQ(readFile(path), "abc");
-}
-
-TEST_F(AtomicWriting, leavesNothingBehindWhenItFails) {
-  const auto tooLong = writeFileAtomically(scratch_ / std::string(256, 'a'), "abc");
-  ASSERT_FALSE(tooLong);
-  EXPECT_EQ(tooLong.error().domain(), NSCocoaErrorDomain);
-  EXPECT_EQ(tooLong.error().code(), kFileWriteInvalidFileName);
-  EXPECT_EQ(filesInScratch(), 0u);
-
-  std::filesystem::create_directory(scratch_ / "folder");
-  for (const Durability durability : kDurabilities) {
-    const auto overFolder = writeFileAtomically(scratch_ / "folder", "abc", durability);
-    ASSERT_FALSE(overFolder);
-    EXPECT_TRUE(overFolder.error().is(CocoaErrorCode::fileWriteUnknown));
-    EXPECT_TRUE(std::filesystem::is_directory(scratch_ / "folder"));
-    EXPECT_EQ(filesInScratch(), 1u);
-  }
-
-  const auto noFolder = writeFileAtomically(scratch_ / "missing/file", "abc");
-  ASSERT_FALSE(noFolder);
-  EXPECT_TRUE(noFolder.error().is(CocoaErrorCode::fileNoSuchFile));
-  EXPECT_EQ(sentenceOf(noFolder), "The folder “missing” doesn’t exist.");
-  EXPECT_EQ(filesInScratch(), 1u);
-}
-
-TEST_F(AtomicWriting, neverShowsAReaderHalfAFile) {
-  const std::string a(200'000, 'a');
-  const std::string b(100'000, 'b');
-  for (const Durability durability : kDurabilities) {
-    ASSERT_TRUE(writeFileAtomically(scratch_ / "file", a).has_value());
-    std::vector<std::jthread> writers;
-    for (const std::string& text : {a, b}) {
-      writers.emplace_back([this, text, durability] {
-        for (int i = 0; i < 50; ++i) std::ignore = writeFileAtomically(scratch_ / "file", text, durability);
-      });
-    }
-    for (int i = 0; i < 200; ++i) {
-      const auto contents = readWholeFile(scratch_ / "file");
-      ASSERT_TRUE(contents);
-      ASSERT_TRUE(contents->bytes == a || contents->bytes == b) << contents->bytes.size();
-    }
-    writers.clear();
-    EXPECT_EQ(filesInScratch(), 1u);
-  }
 }
 
 using Directory = FileSystem;

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/alternating_file.h"
 #include "platform/file_system.h"
 #include "provider/domain.h"
 #include "provider/enumerator.h"

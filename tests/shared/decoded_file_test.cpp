@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "platform/alternating_file.h"
 #include "support/scratch_folder.h"
 #include "support/test_platform.h"
 
@@ -33,7 +34,7 @@ class DecodedText : public testing::Test {
 
   /// Writes the text when it is called.
   auto writing(std::string_view text) {
-    return [this, text] { return writeFileAtomically(path_, text, Durability::ordinary); };
+    return [this, text] { return written_.replace(path_, std::span(&text, 1), Durability::ordinary); };
   }
 
   std::shared_ptr<const std::string> remember(const std::string& text) {
@@ -59,6 +60,7 @@ class DecodedText : public testing::Test {
   ScratchFolder scratch_;
   TestClock clock_;
   const std::filesystem::path path_ = scratch_ / "file";
+  AlternatingFile written_;
   DecodedFile<std::string> file_;
   int decodings_ = 0;
 };

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "foundation/path.h"
+#include "platform/alternating_file.h"
 #include "platform/file_system.h"
 #include "shared/manifest.h"
 #include "shared/manifest_indexes.h"

@@ -34,6 +34,8 @@ int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b
   return renameByFlag(a, b, RENAME_SWAP);
 }
 
+int beginWriteback(int) { return 0; }
+
 bool takeWriteLease(int) { return false; }
 
 void endLease(int) {}

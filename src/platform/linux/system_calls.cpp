@@ -64,6 +64,10 @@ int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b
   return renameByFlag(a, b, RENAME_EXCHANGE);
 }
 
+int beginWriteback(int descriptor) {
+  return sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE) == 0 ? 0 : synchronizeDescriptor(descriptor);
+}
+
 bool takeWriteLease(int descriptor) {
   // The kernel's word to the one who holds the lease that somebody waits for it would end the process.
   return fcntl(descriptor, F_SETSIG, SIGURG) == 0 && fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0;

@@ -28,6 +28,12 @@ bool isNamed(const FileHandle& file, const std::filesystem::path& path) {
          own.st_ino == named.st_ino;
 }
 
+/// File systems that bring data to disk before the names that lead to it do that for new blocks only.
+int emptyForNewBlocks(const FileHandle& file, Durability durability) {
+  if (durability != Durability::ordinary) return 0;
+  return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
+}
+
 std::optional<FileIdentity> identityOf(const FileHandle& file) {
   struct stat status;
   if (fstat(file.descriptor(), &status) != 0) return std::nullopt;
@@ -36,7 +42,8 @@ std::optional<FileIdentity> identityOf(const FileHandle& file) {
 
 }  // namespace
 
-Result<void> AlternatingFile::replace(const std::filesystem::path& path, std::span<const std::string_view> pieces) {
+Result<FileIdentity> AlternatingFile::replace(const std::filesystem::path& path,
+                                              std::span<const std::string_view> pieces, Durability durability) {
   identity_.reset();
   if (path != path_) {
     removeSpare();
@@ -44,12 +51,15 @@ Result<void> AlternatingFile::replace(const std::filesystem::path& path, std::sp
     path_ = path;
   }
   // Whatever is wrong with a file that took turns for long may not be wrong with a new one.
-  const bool isReplaced = spare_ && takeForWriting(*spare_) && putSpareInPlace(pieces) == 0;
-  const int error = isReplaced ? 0 : replaceByNew(pieces);
+  const bool isReplaced = spare_ && takeForWriting(*spare_) && emptyForNewBlocks(*spare_, durability) == 0 &&
+                          fillSpare(pieces, durability) == 0 && putSpareInPlace() == 0;
+  int error = isReplaced ? 0 : replaceByNew(pieces, durability);
+  if (error == 0 && durability == Durability::durable) error = synchronizeFolderOf(path);
   if (error != 0) return failure(fileError(error, FileOperation::create, path));
   // Not earlier: the swap changed its ctime.
   identity_ = identityOf(*current_);
-  return {};
+  if (!identity_) return failure(fileError(errno, FileOperation::create, path));
+  return *identity_;
 }
 
 bool AlternatingFile::isAt(const std::filesystem::path& path) const {
@@ -58,12 +68,13 @@ bool AlternatingFile::isAt(const std::filesystem::path& path) const {
   return there && there->identity == *identity_;
 }
 
-int AlternatingFile::replaceByNew(std::span<const std::string_view> pieces) {
+int AlternatingFile::replaceByNew(std::span<const std::string_view> pieces, Durability durability) {
   removeSpare();
   int error = makeSpare();
   if (error == ENOENT && createDirectories(path_.parent_path())) error = makeSpare();
   if (error != 0) return error;
-  error = putSpareInPlace(pieces);
+  error = fillSpare(pieces, durability);
+  if (error == 0) error = putSpareInPlace();
   if (error != 0) removeSpare();
   return error;
 }
@@ -76,10 +87,15 @@ int AlternatingFile::makeSpare() {
   return 0;
 }
 
-int AlternatingFile::putSpareInPlace(std::span<const std::string_view> pieces) {
-  if (const int error = fillReplacement(spare_->descriptor(), pieces, modeOfRegularFile(path_)); error != 0)
-    return error;
+int AlternatingFile::fillSpare(std::span<const std::string_view> pieces, Durability durability) {
+  const int descriptor = spare_->descriptor();
+  if (const int error = fillReplacement(descriptor, pieces, modeOfRegularFile(path_)); error != 0) return error;
+  if (durability == Durability::disposable) return 0;
+  if (const int error = readBack(descriptor, pieces); error != 0) return error;
+  return durability == Durability::durable ? synchronizeDescriptor(descriptor) : beginWriteback(descriptor);
+}
 
+int AlternatingFile::putSpareInPlace() {
   if (exchangeNames(sparePath_, path_) != 0) {
     if (const int error = replaceByRename(sparePath_, path_); error != 0) return error;
     current_ = std::exchange(spare_, std::nullopt);
@@ -104,6 +120,11 @@ void AlternatingFile::removeSpare() {
   // The name may be another file's by now, if somebody tidied up here.
   if (isNamed(*spare_, sparePath_)) ::unlink(sparePath_.c_str());
   spare_.reset();
+}
+
+Result<void> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+  TOVRIN_CHECK(AlternatingFile().replace(path, std::span(&bytes, 1), Durability::ordinary));
+  return {};
 }
 
 }  // namespace tovrin

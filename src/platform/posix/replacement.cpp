@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <memory>
 #include <tuple>
 
 #include "foundation/uuid.h"
@@ -16,6 +19,7 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
+constexpr std::size_t kCompareBytes = 64 << 10;
 
 /// Some file systems report a failed write only when a descriptor of the file is closed; any will do.
 int closeErrorOfWrites(int descriptor) {
@@ -51,6 +55,31 @@ int fillReplacement(int descriptor, std::span<const std::string_view> pieces, st
   // A file system without modes refuses; the file then keeps the narrow mode that it was made with.
   if (oldMode) std::ignore = fchmod(descriptor, *oldMode);
   return closeErrorOfWrites(descriptor);
+}
+
+int readBack(int descriptor, std::span<const std::string_view> pieces) {
+  const auto buffer = std::make_unique_for_overwrite<char[]>(kCompareBytes);
+  off_t offset = 0;
+  const auto next = [&](std::size_t most) {
+    ssize_t count = 0;
+    do {
+      count = ::pread(descriptor, buffer.get(), most, offset);
+    } while (count < 0 && errno == EINTR);
+    offset += std::max<ssize_t>(count, 0);
+    return count;
+  };
+  for (std::string_view piece : pieces) {
+    while (!piece.empty()) {
+      const ssize_t count = next(std::min(kCompareBytes, piece.size()));
+      if (count < 0) return errno;
+      const auto read = static_cast<std::size_t>(count);
+      if (read == 0 || std::memcmp(buffer.get(), piece.data(), read) != 0) return EIO;
+      piece.remove_prefix(read);
+    }
+  }
+  const ssize_t surplus = next(1);
+  if (surplus < 0) return errno;
+  return surplus == 0 ? 0 : EIO;
 }
 
 int replaceByRename(const std::filesystem::path& finished, const std::filesystem::path& path) {

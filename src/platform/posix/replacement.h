@@ -26,9 +26,10 @@ FileDescriptor createReplacement(const std::filesystem::path& hiddenName, std::o
 /// file is closed.
 int fillReplacement(int descriptor, std::span<const std::string_view> pieces, std::optional<mode_t> oldMode);
 
-/// In one step: whoever looks sees the one or the other. After an error both files are where they were. Whoever forgets
-/// to sync is protected by some file systems: ext4 begins to write the new contents to disk before the rename, so that
-/// a crash of the machine leaves the old or the new file. That costs more than all the rest.
+/// EIO when the file does not hold these pieces.
+int readBack(int descriptor, std::span<const std::string_view> pieces);
+
+/// In one step: whoever looks sees the one or the other. After an error both files are where they were.
 int replaceByRename(const std::filesystem::path& finished, const std::filesystem::path& path);
 
 }  // namespace tovrin

@@ -23,6 +23,10 @@ int renameWithoutReplacing(const std::filesystem::path& from, const std::filesys
 /// cannot.
 int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b);
 
+/// Begins to bring the file's contents to disk, without waiting, so that a crash of the machine soon after leaves no
+/// name that leads to nothing. 0 or an errno.
+int beginWriteback(int descriptor);
+
 /// Keeps others from opening the file, which was opened for reading and writing: they wait until the lease ends. False
 /// when somebody has it open already, or when the system knows nothing of the kind.
 bool takeWriteLease(int descriptor);
