@@ -16,7 +16,7 @@ constexpr std::size_t kChunkBytes = 262144;
 
 NSError symbolicLinkError(const TovrinFileProviderItem& link) {
   return {NSCocoaErrorDomain, static_cast<std::int64_t>(CocoaErrorCode::fileReadUnknown),
-          "It is a symbolic link to “" + std::string(link.entry()->symlinkTarget.value_or("")) + "”."};
+          "It is a symbolic link to “" + std::string(link.entry()->rare->symlinkTarget.value_or("")) + "”."};
 }
 
 /// The whole file, open and without a name any more: nothing is left behind however the printing ends.

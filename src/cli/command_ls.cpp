@@ -53,7 +53,7 @@ std::string longText(const std::vector<NamedItem>& items, const Words& words) {
     const SharedItem& item = named.item;
     const std::string date = item->contentModificationDate() ? readableDate(*item->contentModificationDate()) : "-";
     text += fmt::format("{} {:>{}} {:>16} {}", modeText(*item), sizeText(*item), width, date, shownName(named, words));
-    if (isSymbolicLink(*item)) text += " -> " + printable(item->entry()->symlinkTarget.value_or(""));
+    if (isSymbolicLink(*item)) text += " -> " + printable(item->entry()->rare->symlinkTarget.value_or(""));
     text += '\n';
   }
   return text;

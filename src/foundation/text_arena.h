@@ -72,6 +72,22 @@ class ArenaOptional {
   const T* value_ = nullptr;
 };
 
+/// A record that lives in an arena, or none, which reads as an empty one: one pointer. Compared by its value.
+template <class T>
+class ArenaRecord {
+ public:
+  const T& operator*() const { return record_ != nullptr ? *record_ : kEmpty; }
+  const T* operator->() const { return &**this; }
+
+  friend bool operator==(const ArenaRecord& a, const ArenaRecord& b) { return *a == *b; }
+
+ private:
+  friend class TextArena;
+  static inline const T kEmpty{};
+
+  T* record_ = nullptr;
+};
+
 /// Owns the texts, lists and rare values that records of one document point into: one allocation per chunk instead of
 /// several per record. Everything stays valid, unmoved, until the arena goes. Filled by one thread.
 class TextArena {
@@ -113,6 +129,14 @@ class TextArena {
       recent = new (memory) std::string_view(add(text));
     }
     return ArenaOptional<std::string_view>(recent);
+  }
+
+  /// The record to be filled in, made when it is asked for first. Copies of `record` made before see the same one.
+  template <class T>
+  T& filling(ArenaRecord<T>& record) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (record.record_ == nullptr) record.record_ = new (allocate(sizeof(T), alignof(T))) T();
+    return *record.record_;
   }
 
  private:

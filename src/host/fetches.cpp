@@ -25,9 +25,9 @@ bool isUnreachable(const NSError& error) { return error == notReachableError(); 
 std::int64_t bytesOnDisk(const TovrinFileProviderItem& item) {
   const std::int64_t size = item.documentSize().value_or(0);
   const SharedEntry& entry = item.entry();
-  if (!entry || entry->sparseExtents.empty()) return size;
+  if (!entry || entry->rare->sparseExtents.empty()) return size;
   std::int64_t bytes = 0;
-  for (const TovrinWarpSharedSparseExtent& extent : entry->sparseExtents) {
+  for (const TovrinWarpSharedSparseExtent& extent : entry->rare->sparseExtents) {
     if (extent.length >= size - bytes) return size;
     bytes += extent.length;
   }

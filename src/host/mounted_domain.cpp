@@ -101,7 +101,7 @@ void MountedDomain::listed(NodeID folder, const Directory& directory) {
 std::optional<std::string> MountedDomain::linkTarget(NodeID id) const {
   const std::optional<Node> node = nodes_.find(id);
   if (!node || !isSymbolicLink(*node->item)) return {};
-  return std::string(node->item->entry()->symlinkTarget.value_or(""));
+  return std::string(node->item->entry()->rare->symlinkTarget.value_or(""));
 }
 
 std::shared_ptr<OpenItem> MountedDomain::shareEdit(const Node& node, const std::string& version,

@@ -33,7 +33,7 @@ timespec timeOf(const std::optional<Date>& date) {
 
 std::int64_t fileBytes(const TovrinFileProviderItem& item) {
   if (isFolder(item)) return kFolderBytes;
-  if (isSymbolicLink(item)) return static_cast<std::int64_t>(item.entry()->symlinkTarget.value_or("").size());
+  if (isSymbolicLink(item)) return static_cast<std::int64_t>(item.entry()->rare->symlinkTarget.value_or("").size());
   return item.documentSize().value_or(0);
 }
 

@@ -106,7 +106,7 @@ class Fetch {
     TOVRIN_TRY(std::filesystem::path path, chooseDestination(context_.platform.directories, entry().relativePath));
     TemporaryFile destination(std::move(path));
     if (entry().kind == TovrinWarpSharedEntryKind::symlink) {
-      TOVRIN_CHECK(makeSymlink(destination.path(), entry().symlinkTarget));
+      TOVRIN_CHECK(makeSymlink(destination.path(), entry().rare->symlinkTarget));
     } else {
       TOVRIN_CHECK(download(destination.path(), stop));
     }

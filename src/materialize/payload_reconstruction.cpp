@@ -16,7 +16,7 @@ namespace {
 /// A file without extents is the decoded bytes themselves, so more than its size could only fail the verification. Of a
 /// sparse file nothing behind the last extent is ever read.
 DecodedSizeLimit decodedSizeLimit(const ReconstructionRequest& request) {
-  const auto& extents = request.payload.sparseExtents;
+  const auto& extents = request.payload.rare->sparseExtents;
   if (extents.empty()) return {request.entry.size, DecodedSizeLimit::Surplus::isAnError};
   return {storedEnd(extents), DecodedSizeLimit::Surplus::isDropped};
 }
@@ -54,7 +54,7 @@ Result<void> materializeStored(const std::filesystem::path& stored, const Recons
   const std::filesystem::path& source = decoded ? decoded->path() : stored;
   removeQuietly(request.destination);
   TOVRIN_TRY(const FileAttributes attributes, fileAttributes(source));
-  const auto& extents = request.payload.sparseExtents;
+  const auto& extents = request.payload.rare->sparseExtents;
   const bool isAllZeros = request.entry.size >= 1 && attributes.identity.size == 0;
   if (extents.empty() && !isAllZeros) return moveItem(source, request.destination);
   return writeSparseFile(source, request.destination, request.entry.size, extents, std::move(stop));

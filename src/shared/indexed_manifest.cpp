@@ -46,11 +46,11 @@ IndexedManifest::IndexedManifest(TovrinWarpSharedManifest manifest)
 }
 
 const TovrinWarpSharedEntry* IndexedManifest::hardLinkPrimary(const TovrinWarpSharedEntry& entry) const {
-  if (!entry.hardLinkPrimaryPath) return nullptr;
-  const TovrinWarpSharedEntry* primary = entryAt(*entry.hardLinkPrimaryPath);
+  if (!entry.rare->hardLinkPrimaryPath) return nullptr;
+  const TovrinWarpSharedEntry* primary = entryAt(*entry.rare->hardLinkPrimaryPath);
   if (primary == nullptr) {  // spelled in another normal form, which is rare enough for a search
     const auto found = std::ranges::find_if(manifest_.entries, [&](const TovrinWarpSharedEntry& other) {
-      return canonicallyEqual(other.relativePath, *entry.hardLinkPrimaryPath);
+      return canonicallyEqual(other.relativePath, *entry.rare->hardLinkPrimaryPath);
     });
     if (found != manifest_.entries.end()) primary = &*found;
   }

@@ -92,6 +92,7 @@ std::uint16_t defaultPermissions(const TovrinWarpSharedEntry& entry) {
 template <>
 struct RecordCoding<TovrinWarpSharedEntry> {
   using Entry = TovrinWarpSharedEntry;
+  using Rare = TovrinWarpSharedRareEntryFields;
   static constexpr std::tuple fields{
       field("absolutePath", &Entry::relativePath),
       rule(
@@ -110,21 +111,20 @@ struct RecordCoding<TovrinWarpSharedEntry> {
       defaulted("ownerGroupID", &Entry::ownerGroupID, [](const Entry&) { return currentGroupID(); }),
       defaulted("posixPermissions", &Entry::posixPermissions, defaultPermissions),
       defaulted("bsdFlags", &Entry::bsdFlags, [](const Entry&) { return std::uint32_t{0}; }),
-      field("symlinkTarget", &Entry::symlinkTarget),
+      rareField("symlinkTarget", &Entry::rare, &Rare::symlinkTarget),
       field("payloadKey", &Entry::payloadKey),
       defaulted("payloadParts", &Entry::payloadParts,
                 [](const Entry&) { return ArenaList<TovrinWarpSharedPayloadPart>(); }),
       field("uploadStrategy", &Entry::uploadStrategy),
-      field("multipartPartCount", &Entry::multipartPartCount),
-      field("multipartPartSizeBytes", &Entry::multipartPartSizeBytes),
+      rareField("multipartPartCount", &Entry::rare, &Rare::multipartPartCount),
+      rareField("multipartPartSizeBytes", &Entry::rare, &Rare::multipartPartSizeBytes),
       field("contentChecksumSHA256", &Entry::contentChecksumSHA256),
       defaulted("payloadEncoding", &Entry::payloadEncoding,
                 [](const Entry&) { return TovrinWarpSharedPayloadEncoding::raw; }),
       defaulted("storedSize", &Entry::storedSize, [](const Entry& e) { return e.size; }),
-      defaulted("sparseExtents", &Entry::sparseExtents,
-                [](const Entry&) { return ArenaList<TovrinWarpSharedSparseExtent>(); }),
-      field("hardLinkIdentity", &Entry::hardLinkIdentity),
-      field("hardLinkPrimaryPath", &Entry::hardLinkPrimaryPath),
+      rareField("sparseExtents", &Entry::rare, &Rare::sparseExtents),
+      rareField("hardLinkIdentity", &Entry::rare, &Rare::hardLinkIdentity),
+      rareField("hardLinkPrimaryPath", &Entry::rare, &Rare::hardLinkPrimaryPath),
       rule(
           "storedSize", [](const Entry& e) { return e.storedSize >= 0; },
           "Shared Warp stored sizes cannot be negative."),
@@ -134,7 +134,9 @@ struct RecordCoding<TovrinWarpSharedEntry> {
           "Shared Warp checksums must be SHA-256 hex values."),
       rule(
           "hardLinkPrimaryPath",
-          [](const Entry& e) { return !e.hardLinkPrimaryPath || isCanonicalAbsolutePath(*e.hardLinkPrimaryPath); },
+          [](const Entry& e) {
+            return !e.rare->hardLinkPrimaryPath || isCanonicalAbsolutePath(*e.rare->hardLinkPrimaryPath);
+          },
           "Shared Warp hard-link paths must be canonical absolute paths."),
       rule(
           "payloadParts", [](const Entry& e) { return std::ranges::all_of(e.payloadParts, isSafePart); },
@@ -186,7 +188,7 @@ class Hasher {
       mix(value.has_value());
       if (value.has_value()) add(*value);
     } else if constexpr (requires { RecordCoding<Value>::fields; }) {
-      forEachField<Value>([&](const auto& item) { add(value.*item.member); });
+      forEachField<Value>([&](const auto& item) { add(item.of(value)); });
     } else if constexpr (std::convertible_to<Value, std::string_view>) {
       mix(std::hash<std::string_view>()(value));
     } else if constexpr (std::same_as<Value, Date>) {
@@ -221,7 +223,7 @@ std::string_view rawValue(TovrinPayloadNamespace payloadNamespace) { return json
 
 bool operator==(const TovrinWarpSharedManifest& a, const TovrinWarpSharedManifest& b) {
   bool equal = true;
-  forEachField<TovrinWarpSharedManifest>([&](const auto& item) { equal = equal && a.*item.member == b.*item.member; });
+  forEachField<TovrinWarpSharedManifest>([&](const auto& item) { equal = equal && item.of(a) == item.of(b); });
   return equal;
 }
 

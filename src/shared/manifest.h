@@ -57,6 +57,18 @@ struct TovrinWarpSharedHardLinkIdentity {
   friend bool operator==(const TovrinWarpSharedHardLinkIdentity&, const TovrinWarpSharedHardLinkIdentity&) = default;
 };
 
+/// What few entries of a Warp have.
+struct TovrinWarpSharedRareEntryFields {
+  ArenaOptional<std::string_view> symlinkTarget;
+  ArenaOptional<std::int64_t> multipartPartCount;
+  ArenaOptional<std::int64_t> multipartPartSizeBytes;
+  ArenaList<TovrinWarpSharedSparseExtent> sparseExtents;
+  ArenaOptional<TovrinWarpSharedHardLinkIdentity> hardLinkIdentity;
+  ArenaOptional<std::string_view> hardLinkPrimaryPath;
+
+  friend bool operator==(const TovrinWarpSharedRareEntryFields&, const TovrinWarpSharedRareEntryFields&) = default;
+};
+
 /// One file-system object of a Warp; a million of them fit, so the members stand where they leave no gaps and what few
 /// entries have stands elsewhere. Its identity is its `relativePath`, which holds an absolute path all the same: the
 /// name is the main application's, and its JSON key is "absolutePath".
@@ -67,14 +79,9 @@ struct TovrinWarpSharedEntry {
   std::int64_t modificationTimeNanoseconds = 0;
   std::int64_t storedSize = 0;  ///< bytes assembled from all parts, before decoding and sparse expansion
   ArenaList<TovrinWarpSharedPayloadPart> payloadParts;
-  ArenaList<TovrinWarpSharedSparseExtent> sparseExtents;
-  ArenaOptional<std::string_view> symlinkTarget;
   ArenaOptional<std::string_view> payloadKey;
   ArenaOptional<std::string_view> uploadStrategy;
-  ArenaOptional<std::int64_t> multipartPartCount;
-  ArenaOptional<std::int64_t> multipartPartSizeBytes;
-  ArenaOptional<TovrinWarpSharedHardLinkIdentity> hardLinkIdentity;
-  ArenaOptional<std::string_view> hardLinkPrimaryPath;
+  ArenaRecord<TovrinWarpSharedRareEntryFields> rare;
   std::uint32_t ownerUserID = 0;
   std::uint32_t ownerGroupID = 0;
   std::uint32_t bsdFlags = 0;

@@ -125,7 +125,7 @@ bool isSafePart(const TovrinWarpSharedPayloadPart& part) {
 }
 
 bool extentsLieInside(const TovrinWarpSharedEntry& entry) {
-  return std::ranges::all_of(entry.sparseExtents, [&](const TovrinWarpSharedSparseExtent& extent) {
+  return std::ranges::all_of(entry.rare->sparseExtents, [&](const TovrinWarpSharedSparseExtent& extent) {
     return fits(extent.logicalOffset, extent.length) && fits(extent.storedOffset, extent.length) &&
            extent.logicalOffset + extent.length <= entry.size &&
            extent.storedOffset + extent.length <= entry.storedSize;
@@ -146,13 +146,13 @@ bool hasConsistentDatesAndPaths(const TovrinWarpSharedManifest& manifest) {
 }
 
 bool hasInnerHardLinks(const TovrinWarpSharedManifest& manifest) {
-  const auto isLink = [](const TovrinWarpSharedEntry& entry) { return entry.hardLinkPrimaryPath.has_value(); };
+  const auto isLink = [](const TovrinWarpSharedEntry& entry) { return entry.rare->hardLinkPrimaryPath.has_value(); };
   if (std::ranges::none_of(manifest.entries, isLink)) return true;
   PathSet paths(manifest.entries, pathOfEntry);
   for (std::uint32_t entry = 0; entry < manifest.entries.size(); ++entry) paths.add(entry);
   return std::ranges::all_of(manifest.entries, [&](const TovrinWarpSharedEntry& entry) {
-    return !isLink(entry) || (!canonicallyEqual(*entry.hardLinkPrimaryPath, entry.relativePath) &&
-                              paths.contains(*entry.hardLinkPrimaryPath));
+    return !isLink(entry) || (!canonicallyEqual(*entry.rare->hardLinkPrimaryPath, entry.relativePath) &&
+                              paths.contains(*entry.rare->hardLinkPrimaryPath));
   });
 }
 

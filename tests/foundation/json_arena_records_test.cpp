@@ -20,6 +20,13 @@ struct Berry {
   friend bool operator==(const Berry&, const Berry&) = default;
 };
 
+struct Knot {
+  ArenaOptional<std::int64_t> rings;
+  ArenaList<Berry> galls;
+
+  friend bool operator==(const Knot&, const Knot&) = default;
+};
+
 struct Twig {
   std::string_view path;
   std::string_view name;
@@ -29,6 +36,7 @@ struct Twig {
   ArenaOptional<std::string_view> rareText;
   ArenaOptional<std::int64_t> rareNumber;
   ArenaList<Berry> berries;
+  ArenaRecord<Knot> knot;
 
   friend bool operator==(const Twig&, const Twig&) = default;
 };
@@ -49,6 +57,8 @@ struct RecordCoding<Twig> {
       field("rareText", &Twig::rareText),
       field("rareNumber", &Twig::rareNumber),
       defaulted("berries", &Twig::berries, [](const Twig&) { return ArenaList<Berry>(); }),
+      rareField("rings", &Twig::knot, &Knot::rings),
+      rareField("galls", &Twig::knot, &Knot::galls),
   };
 };
 
@@ -63,7 +73,9 @@ const Members kWhole{R"("path":"/a\/b")",
                      R"("age":-5)",
                      R"("rareText":"rare")",
                      R"("rareNumber":12345678)",
-                     R"("berries":[{"name":"x","weight":1},{"weight":2e1,"name":"y"}])"};
+                     R"("berries":[{"name":"x","weight":1},{"weight":2e1,"name":"y"}])",
+                     R"("rings":3)",
+                     R"("galls":[{"name":"g","weight":2}])"};
 
 std::string object(const Members& members, const std::string& space = "") {
   std::string text = "{" + space;
@@ -90,6 +102,9 @@ void expectWhole(const Twig& twig) {
   ASSERT_EQ(twig.berries.size(), 2U);
   EXPECT_EQ(twig.berries[0], (Berry{"x", 1}));
   EXPECT_EQ(twig.berries[1], (Berry{"y", 20}));
+  EXPECT_EQ(twig.knot->rings, 3);
+  ASSERT_EQ(twig.knot->galls.size(), 1U);
+  EXPECT_EQ(twig.knot->galls[0], (Berry{"g", 2}));
 }
 
 TEST(ArenaRecords, areDecodedWhateverTheOrderOfTheirKeys) {
@@ -103,6 +118,22 @@ TEST(ArenaRecords, areDecodedWhateverTheOrderOfTheirKeys) {
     ASSERT_TRUE(twigs);
     for (const Twig& twig : *twigs) expectWhole(twig);
   }
+}
+
+TEST(ArenaRecords, keepNoRoomForRareFieldsThatAreEmpty) {
+  TextArena arena;
+  const auto twig = decodeJSON<Twig>(R"({"path":"/a","length":1,"rings":null,"galls":[]})", &arena);
+  ASSERT_TRUE(twig);
+  EXPECT_FALSE(twig->knot->rings);
+  EXPECT_TRUE(twig->knot->galls.empty());
+  EXPECT_EQ(&*twig->knot, &*ArenaRecord<Knot>()) << "the one that all share";
+}
+
+TEST(ArenaRecords, reportWhatIsWrongWithARareFieldInTheOrderOfTheList) {
+  TextArena arena;
+  const auto twig = decodeJSON<Twig>(R"({"galls":{},"rings":"x","path":"/a","length":1})", &arena);
+  ASSERT_FALSE(twig);
+  EXPECT_EQ(twig.error().decodingFailure()->codingPath, std::vector<std::string>{"rings"});
 }
 
 TEST(ArenaRecords, areDecodedWhateverTheWhiteSpace) {
@@ -197,7 +228,8 @@ TEST(ArenaRecords, areWrittenLikeOthers) {
   ASSERT_TRUE(twig);
   EXPECT_EQ(encodeJSON(*twig),
             R"({"path":"/a/b","name":"b","length":1234567890123456789,"note":"né","age":-5,"rareText":"rare",)"
-            R"("rareNumber":12345678,"berries":[{"name":"x","weight":1},{"name":"y","weight":20}]})");
+            R"("rareNumber":12345678,"berries":[{"name":"x","weight":1},{"name":"y","weight":20}],)"
+            R"("rings":3,"galls":[{"name":"g","weight":2}]})");
 }
 
 TEST(ArenaRecords, takeIntegersOfEveryLength) {

@@ -88,5 +88,21 @@ TEST(ArenaOptional, isComparedByItsValue) {
   EXPECT_EQ(arena.keep(std::int64_t{5}).value_or(7), 5);
 }
 
+TEST(ArenaRecord, readsAsAnEmptyOneUntilItIsFilled) {
+  struct Point {
+    int x = 1;
+    int y = 2;
+    bool operator==(const Point&) const = default;
+  };
+  TextArena arena;
+  ArenaRecord<Point> record;
+  EXPECT_EQ(*record, (Point{1, 2}));
+  arena.filling(record).x = 7;
+  arena.filling(record).y = 8;
+  EXPECT_EQ(*record, (Point{7, 8}));
+  EXPECT_NE(record, ArenaRecord<Point>());
+  EXPECT_EQ(ArenaRecord<Point>()->y, 2);
+}
+
 }  // namespace
 }  // namespace tovrin

@@ -189,8 +189,8 @@ TEST(Manifest, isEqualAndHashedByAllItsFields) {
   EXPECT_EQ(hashValue(one.entries[0]), hashValue(same.entries[0]));
   EXPECT_EQ(hashValue(one.entries[0].payloadParts[0]), hashValue(same.entries[0].payloadParts[0]));
   EXPECT_NE(hashValue(one.entries[0].payloadParts[0]), hashValue(one.entries[0].payloadParts[1]));
-  EXPECT_EQ(hashValue(one.entries[0].sparseExtents[0]), hashValue(same.entries[0].sparseExtents[0]));
-  EXPECT_EQ(hashValue(*one.entries[0].hardLinkIdentity), hashValue(*same.entries[0].hardLinkIdentity));
+  EXPECT_EQ(hashValue(one.entries[0].rare->sparseExtents[0]), hashValue(same.entries[0].rare->sparseExtents[0]));
+  EXPECT_EQ(hashValue(*one.entries[0].rare->hardLinkIdentity), hashValue(*same.entries[0].rare->hardLinkIdentity));
   for (const auto& [text, other] :
        std::vector<std::pair<std::string, std::string>>{{"\"version\":4", "\"version\":3"},
                                                         {"\"inode\":9", "\"inode\":8"},

@@ -48,8 +48,9 @@ void WarpTest::expectEveryFileToComeBack(const TovrinWarpSharedManifest& manifes
   for (const TovrinWarpSharedEntry& entry : manifest.entries) {
     if (entry.kind != TovrinWarpSharedEntryKind::file) continue;
     const TovrinWarpSharedEntry* payload = &entry;
-    if (entry.hardLinkPrimaryPath && !entry.payloadKey && entry.payloadParts.empty()) {
-      payload = &*std::ranges::find(manifest.entries, *entry.hardLinkPrimaryPath, &TovrinWarpSharedEntry::relativePath);
+    if (entry.rare->hardLinkPrimaryPath && !entry.payloadKey && entry.payloadParts.empty()) {
+      payload =
+          &*std::ranges::find(manifest.entries, *entry.rare->hardLinkPrimaryPath, &TovrinWarpSharedEntry::relativePath);
     }
     const auto opened =
         reconstruct(client, snapshot, {entry, *payload, destination, test.scratch.path()}, [](double) {}, {});

@@ -59,7 +59,7 @@ TEST_F(WarpManifest, describesEveryObjectAsItLiesOnDisk) {
   EXPECT_EQ(file.posixPermissions, 04751);
   EXPECT_EQ(file.ownerUserID, attributes.st_uid);
   EXPECT_EQ(file.ownerGroupID, attributes.st_gid);
-  EXPECT_FALSE(file.hardLinkIdentity);
+  EXPECT_FALSE(file.rare->hardLinkIdentity);
 
   const auto& sub = entry(warp, "sub");
   EXPECT_EQ(sub.kind, TovrinWarpSharedEntryKind::directory);
@@ -68,7 +68,7 @@ TEST_F(WarpManifest, describesEveryObjectAsItLiesOnDisk) {
 
   const auto& link = entry(warp, "link");
   EXPECT_EQ(link.kind, TovrinWarpSharedEntryKind::symlink);
-  EXPECT_EQ(link.symlinkTarget, "sub/../sub/file");
+  EXPECT_EQ(link.rare->symlinkTarget, "sub/../sub/file");
   EXPECT_EQ(link.storedSize, 0);
 }
 

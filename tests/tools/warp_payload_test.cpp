@@ -77,8 +77,8 @@ TEST_F(WarpPayload, isSeveralPartsInTheBucketOfWarps) {
   const auto& file = entry(warp, "a");
   EXPECT_FALSE(file.payloadKey);
   ASSERT_EQ(file.payloadParts.size(), 3u);
-  EXPECT_EQ(file.multipartPartCount, 3);
-  EXPECT_EQ(file.multipartPartSizeBytes, 1000);
+  EXPECT_EQ(file.rare->multipartPartCount, 3);
+  EXPECT_EQ(file.rare->multipartPartSizeBytes, 1000);
   for (std::size_t i = 0; i < 3; ++i) {
     const auto& part = file.payloadParts[i];
     EXPECT_EQ(part.namespace_, TovrinPayloadNamespace::warp);
@@ -150,12 +150,12 @@ TEST_F(WarpPayload, leavesHolesOut) {
   ASSERT_EQ(make({"--layout", "object", "--encoding", "lzfse"}).status, 0);
   const auto warp = manifest();
   const auto& file = entry(warp, "a");
-  if (file.sparseExtents.empty()) GTEST_SKIP() << "this file system keeps no holes";
+  if (file.rare->sparseExtents.empty()) GTEST_SKIP() << "this file system keeps no holes";
   EXPECT_EQ(file.size, 1 << 20);
   EXPECT_EQ(file.payloadEncoding, Encoding::raw);
   EXPECT_EQ(file.storedSize, 4096);
-  ASSERT_EQ(file.sparseExtents.size(), 1u);
-  EXPECT_EQ(file.sparseExtents[0],
+  ASSERT_EQ(file.rare->sparseExtents.size(), 1u);
+  EXPECT_EQ(file.rare->sparseExtents[0],
             (TovrinWarpSharedSparseExtent{.logicalOffset = 512 << 10, .storedOffset = 0, .length = 4096}));
   EXPECT_EQ(object("tovrin", *file.payloadKey), data);
   EXPECT_EQ(file.contentChecksumSHA256, sha256Hex(readFile(folder / "a")));
@@ -196,14 +196,14 @@ TEST_F(WarpPayload, ofAFurtherLinkRepeatsThatOfThePrimary) {
   ASSERT_EQ(make().status, 0);
   const auto warp = manifest();
   const auto &first = entry(warp, "a/first"), &second = entry(warp, "second");
-  EXPECT_EQ(second.hardLinkPrimaryPath, first.relativePath);
-  EXPECT_FALSE(first.hardLinkPrimaryPath);
+  EXPECT_EQ(second.rare->hardLinkPrimaryPath, first.relativePath);
+  EXPECT_FALSE(first.rare->hardLinkPrimaryPath);
   struct stat attributes{};
   ASSERT_EQ(::stat((folder / "second").c_str(), &attributes), 0);
   for (const auto* link : {&first, &second}) {
-    ASSERT_TRUE(link->hardLinkIdentity);
-    EXPECT_EQ(link->hardLinkIdentity->inode, attributes.st_ino);
-    EXPECT_EQ(link->hardLinkIdentity->deviceID, attributes.st_dev);
+    ASSERT_TRUE(link->rare->hardLinkIdentity);
+    EXPECT_EQ(link->rare->hardLinkIdentity->inode, attributes.st_ino);
+    EXPECT_EQ(link->rare->hardLinkIdentity->deviceID, attributes.st_dev);
   }
   EXPECT_EQ(second.payloadParts, first.payloadParts);
   EXPECT_EQ(second.contentChecksumSHA256, first.contentChecksumSHA256);

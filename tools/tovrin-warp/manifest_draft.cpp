@@ -44,8 +44,9 @@ TovrinWarpSharedEntry ManifestDraft::entryFor(const ScannedObject& object) {
   entry.ownerUserID = object.ownerUserID;
   entry.ownerGroupID = object.ownerGroupID;
   entry.posixPermissions = object.posixPermissions;
-  if (object.kind == TovrinWarpSharedEntryKind::symlink) entry.symlinkTarget = texts_->keep(object.symlinkTarget);
-  if (object.hasOtherLinks) entry.hardLinkIdentity = texts_->keep(object.identity);
+  if (object.kind == TovrinWarpSharedEntryKind::symlink)
+    texts_->filling(entry.rare).symlinkTarget = texts_->keep(object.symlinkTarget);
+  if (object.hasOtherLinks) texts_->filling(entry.rare).hardLinkIdentity = texts_->keep(object.identity);
   return entry;
 }
 
@@ -61,11 +62,11 @@ void ManifestDraft::add(const ScannedObject& object, const Payload& payload) {
   entry.payloadParts = texts_->add(parts);
   if (payload.uploadStrategy) entry.uploadStrategy = texts_->keep(*payload.uploadStrategy);
   if (payload.multipartPartSizeBytes) {
-    entry.multipartPartCount = texts_->keep(static_cast<std::int64_t>(parts.size()));
-    entry.multipartPartSizeBytes = texts_->keep(*payload.multipartPartSizeBytes);
+    texts_->filling(entry.rare).multipartPartCount = texts_->keep(static_cast<std::int64_t>(parts.size()));
+    texts_->filling(entry.rare).multipartPartSizeBytes = texts_->keep(*payload.multipartPartSizeBytes);
   }
   if (payload.checksum) entry.contentChecksumSHA256 = texts_->add(*payload.checksum);
-  entry.sparseExtents = texts_->add(payload.extents);
+  if (!payload.extents.empty()) texts_->filling(entry.rare).sparseExtents = texts_->add(payload.extents);
   if (object.hasOtherLinks) primaries_.emplace(identityOf(object), manifest_.entries.size());
   manifest_.entries.push_back(entry);
 }
@@ -80,7 +81,10 @@ void ManifestDraft::addFurtherLink(const ScannedObject& object) {
   const TovrinWarpSharedEntry own = entryFor(object);
   entry.relativePath = own.relativePath;
   entry.displayName = own.displayName;
-  entry.hardLinkPrimaryPath = texts_->keep(primary.relativePath);
+  entry.rare = {};
+  TovrinWarpSharedRareEntryFields& rare = texts_->filling(entry.rare);
+  rare = *primary.rare;
+  rare.hardLinkPrimaryPath = texts_->keep(primary.relativePath);
   if (options_.hardLinks == HardLinkChoice::primaryOnly) {
     entry.payloadKey.reset();
     entry.payloadParts = {};

@@ -36,6 +36,8 @@ struct CodedField {
   using MemberType = Member;
   std::string_view key;
   Member Record::* member;
+
+  constexpr const Member& of(const Record& record) const { return record.*member; }
 };
 
 template <class Record, class Member, class Default>
@@ -44,6 +46,18 @@ struct CodedFieldWithDefault {
   std::string_view key;
   Member Record::* member;
   Default defaultValue;
+
+  constexpr const Member& of(const Record& record) const { return record.*member; }
+};
+
+template <class Record, class Holder, class Rare, class Member>
+struct CodedRareField {
+  using MemberType = Member;
+  std::string_view key;
+  Holder Record::* holder;
+  Member Rare::* member;
+
+  const Member& of(const Record& record) const { return (*(record.*holder)).*member; }
 };
 
 template <class Predicate>
@@ -64,6 +78,14 @@ template <class Record, class Member, class Default>
 constexpr CodedFieldWithDefault<Record, Member, Default> defaulted(std::string_view key, Member Record::* member,
                                                                    Default defaultValue) {
   return {key, member, defaultValue};
+}
+
+/// An optional key whose member stands in a record that `holder` leads to, an ArenaRecord. Absent, null and empty are
+/// the same.
+template <class Record, class Holder, class Rare, class Member>
+constexpr CodedRareField<Record, Holder, Rare, Member> rareField(std::string_view key, Holder Record::* holder,
+                                                                 Member Rare::* member) {
+  return {key, holder, member};
 }
 
 /// Must hold once the fields before it are decoded; else the record is corrupt at `key`, with the message.

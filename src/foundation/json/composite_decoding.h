@@ -153,6 +153,9 @@ Status decodeComposite(ondemand::value& value, const Located& located, T& out, C
 
 // Records.
 
+template <class Item>
+concept RareField = requires(Item item) { item.holder; };
+
 /// Whether null counts as an absent key.
 template <class Item>
 inline constexpr bool mayBeNull = false;
@@ -160,6 +163,8 @@ template <class Record, class Member>
 inline constexpr bool mayBeNull<CodedField<Record, Member>> = isOptional<Member>;
 template <class Record, class Member, class Default>
 inline constexpr bool mayBeNull<CodedFieldWithDefault<Record, Member, Default>> = true;
+template <RareField Item>
+inline constexpr bool mayBeNull<Item> = true;
 
 /// What is known of one field of a record's list, by its position.
 template <CodedRecord Record>
@@ -195,7 +200,18 @@ Status decodeMember(ondemand::value& value, const Located& located, ArenaOptiona
 
 template <CodedRecord Record, std::size_t index>
 Status decodeField(ondemand::value& value, const Located& located, Record& out, Context& context) {
-  return decodeMember(value, located, out.*std::get<index>(fieldsOf<Record>).member, context);
+  constexpr auto& item = std::get<index>(fieldsOf<Record>);
+  using Item = std::remove_cvref_t<decltype(item)>;
+  if constexpr (RareField<Item>) {
+    using Member = typename Item::MemberType;
+    Member decoded;
+    Status status = decodeMember(value, located, decoded, context);
+    // What is empty is written by the main application too, and takes no room.
+    if (!status && decoded != Member()) context.arena->filling(out.*item.holder).*item.member = decoded;
+    return status;
+  } else {
+    return decodeMember(value, located, out.*item.member, context);
+  }
 }
 
 template <CodedRecord Record, std::size_t index>
@@ -249,7 +265,7 @@ class MetFields {
   Status completeField(const Item& item, std::size_t index, Record& out, Context& context) {
     if (index == problemAt_) return under(item.key, problem_);
     if ((valued_ >> index & 1) != 0) {
-      keepText(out.*item.member, context);
+      if constexpr (!RareField<Item>) keepText(out.*item.member, context);
     } else if constexpr (requires { item.defaultValue; }) {
       out.*item.member = item.defaultValue(std::as_const(out));
     } else if constexpr (!mayBeNull<Item>) {

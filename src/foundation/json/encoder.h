@@ -42,7 +42,7 @@ void writeJSON(JSONWriter& writer, const Value& value) {
   } else if constexpr (requires { RecordCoding<Value>::fields; }) {
     writer.StartObject();
     forEachField<Value>([&](const auto& item) {
-      const auto& member = value.*item.member;
+      const auto& member = item.of(value);
       const auto put = [&](const auto& present) {
         writer.Key(item.key.data(), static_cast<rapidjson::SizeType>(item.key.size()));
         writeJSON(writer, present);
