@@ -28,7 +28,7 @@ constexpr DecodedSizeLimit kNoLimit{std::numeric_limits<std::int64_t>::max()};
 Result<void> decode(const std::string& file, const std::filesystem::path& decoded, std::stop_token stop) {
   TOVRIN_TRY(FileHandle input, FileHandle::forReading(file));
   TOVRIN_TRY(FileHandle output, FileHandle::forWriting(decoded));
-  TOVRIN_CHECK(decodeLZFSE(input, output, kNoLimit, std::move(stop)));
+  TOVRIN_CHECK(decodeLZFSE(input, output, kNoLimit, [](std::int64_t) {}, std::move(stop)));
   return output.close();
 }
 

@@ -10,7 +10,8 @@ EditFate fateOf(Domain& domain, const SharedItem& item, const std::string& baseV
   if (!item || !item->isUploaded() || !domain.isJournalReadable()) return EditFate::waits;
   if (item->itemVersion().contentVersion != baseVersion) return EditFate::isStored;
   const SharedEntry& entry = item->entry();
-  const bool isUnchanged = entry && entry->contentChecksumSHA256 && verifyFile(file, *entry, {});
+  GrowingFileHash hash;
+  const bool isUnchanged = entry && entry->contentChecksumSHA256 && verifyFile(file, *entry, hash, {});
   return isUnchanged ? EditFate::isUnchanged : EditFate::waits;
 }
 

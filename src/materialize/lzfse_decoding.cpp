@@ -56,28 +56,33 @@ class LZFSEStream {
 /// Writes what is within the limit.
 class LimitedOutput {
  public:
-  LimitedOutput(FileHandle& file, const DecodedSizeLimit& limit) : file_(file), limit_(limit) {}
+  LimitedOutput(FileHandle& file, const DecodedSizeLimit& limit, const WrittenBytes& written)
+      : file_(file), limit_(limit), written_(written) {}
 
   Result<void> write(std::span<const std::byte> bytes) {
     const auto room = static_cast<std::size_t>(
-        std::min<std::int64_t>(limit_.bytes - written_, static_cast<std::int64_t>(bytes.size())));
+        std::min<std::int64_t>(limit_.bytes - length_, static_cast<std::int64_t>(bytes.size())));
     if (room < bytes.size() && limit_.surplus == DecodedSizeLimit::Surplus::isAnError) return failure(checksumError());
-    written_ += static_cast<std::int64_t>(room);
-    return file_.write(bytes.first(room));
+    TOVRIN_CHECK(file_.write(bytes.first(room)));
+    length_ += static_cast<std::int64_t>(room);
+    written_(length_);
+    return {};
   }
 
  private:
   FileHandle& file_;
   const DecodedSizeLimit limit_;
-  std::int64_t written_ = 0;
+  const WrittenBytes& written_;
+  std::int64_t length_ = 0;
 };
 
 }  // namespace
 
-Result<void> decodeLZFSE(FileHandle& input, FileHandle& output, const DecodedSizeLimit& limit, std::stop_token stop) {
+Result<void> decodeLZFSE(FileHandle& input, FileHandle& output, const DecodedSizeLimit& limit,
+                         const WrittenBytes& written, std::stop_token stop) {
   std::vector<std::byte> inputBuffer(kDecodeChunkBytes);
   std::vector<std::byte> outputBuffer(kDecodeChunkBytes);
-  LimitedOutput sink(output, limit);
+  LimitedOutput sink(output, limit, written);
   LZFSEStream stream;
   TOVRIN_CHECK(stream.initialise());
   while (true) {

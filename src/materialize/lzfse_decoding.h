@@ -5,6 +5,7 @@
 #include <stop_token>
 
 #include "foundation/result.h"
+#include "materialize/written_bytes.h"
 #include "platform/file_system.h"
 
 namespace tovrin {
@@ -24,6 +25,7 @@ struct DecodedSizeLimit {
 
 /// Decodes until the stream reports its end; what follows the end is not looked at. NSCocoaErrorDomain 4864 for corrupt
 /// data, 4866 for input that ends before the stream does (empty input too), 3072 when stopped.
-Result<void> decodeLZFSE(FileHandle& input, FileHandle& output, const DecodedSizeLimit& limit, std::stop_token stop);
+Result<void> decodeLZFSE(FileHandle& input, FileHandle& output, const DecodedSizeLimit& limit,
+                         const WrittenBytes& written, std::stop_token stop);
 
 }  // namespace tovrin

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 #include <span>
+#include <utility>
 
 #include "materialize/errors.h"
 #include "platform/file_system.h"
@@ -20,13 +21,15 @@ struct Slice {
 /// Appends a slice of the object that arrives to the stored file, and cuts the object off behind it.
 class SliceSink final : public BodySink {
  public:
-  SliceSink(FileHandle& file, const Slice& slice) : file_(file), unwanted_(slice.offset), missing_(slice.length) {}
+  SliceSink(FileHandle& file, const Slice& slice, WrittenBytes written)
+      : file_(file), unwanted_(slice.offset), missing_(slice.length), written_(std::move(written)) {}
 
   Result<Verdict> receive(std::span<const std::byte> bytes) override {
     bytes = bytes.subspan(take(unwanted_, bytes.size()));
     const std::size_t wanted = take(missing_, bytes.size());
     TOVRIN_CHECK(file_.write(bytes.first(wanted)));
     appended_ += static_cast<std::int64_t>(wanted);
+    written_(appended_);
     return wanted < bytes.size() ? Verdict::enough : Verdict::goOn;
   }
 
@@ -44,6 +47,7 @@ class SliceSink final : public BodySink {
   std::int64_t unwanted_;  ///< bytes still to come before the slice
   std::int64_t missing_;   ///< bytes of the slice still to come
   std::int64_t appended_ = 0;
+  const WrittenBytes written_;
 };
 
 /// The objects of this strategy hold other files too; a part is the slice that belongs to this one. Other objects are
@@ -69,12 +73,12 @@ std::vector<TovrinWarpSharedPayloadPart> effectiveParts(const TovrinWarpSharedEn
 
 Result<void> assembleStoredFile(RenterdClient& client, const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                 const TovrinWarpSharedEntry& payload, const std::filesystem::path& stored,
-                                const AssemblyProgress& progress, std::stop_token stop) {
+                                const AssemblyProgress& progress, const WrittenBytes& written, std::stop_token stop) {
   const double denominator = static_cast<double>(std::max<std::int64_t>(payload.storedSize, 1));
   TOVRIN_TRY(FileHandle file, FileHandle::create(stored));
   std::int64_t appended = 0;
   for (const TovrinWarpSharedPayloadPart& part : effectiveParts(payload)) {
-    SliceSink sink(file, sliceOf(part, payload, appended));
+    SliceSink sink(file, sliceOf(part, payload, appended), [&](std::int64_t bytes) { written(appended + bytes); });
     TOVRIN_CHECK(client.downloadObject(snapshot, {part.key, part.namespace_}, sink, stop));
     appended += sink.appended();
     progress(static_cast<double>(appended) / denominator);

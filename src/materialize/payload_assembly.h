@@ -8,6 +8,7 @@
 
 #include "foundation/result.h"
 #include "materialize/renterd_client.h"
+#include "materialize/written_bytes.h"
 #include "shared/manifest.h"
 
 namespace tovrin {
@@ -24,6 +25,6 @@ using AssemblyProgress = std::function<void(double fraction)>;
 /// half made, for the caller to remove.
 Result<void> assembleStoredFile(RenterdClient& client, const TovrinWarpRenterdConnectionSnapshot& snapshot,
                                 const TovrinWarpSharedEntry& payload, const std::filesystem::path& stored,
-                                const AssemblyProgress& progress, std::stop_token stop);
+                                const AssemblyProgress& progress, const WrittenBytes& written, std::stop_token stop);
 
 }  // namespace tovrin

@@ -13,20 +13,33 @@
 namespace tovrin {
 namespace {
 
+Result<void> decodeFile(const std::filesystem::path& stored, const std::filesystem::path& decoded,
+                        const DecodedSizeLimit& limit, const WrittenBytes& written, std::stop_token stop) {
+  TOVRIN_TRY(FileHandle input, FileHandle::forReading(stored));
+  TOVRIN_TRY(FileHandle output, FileHandle::createExclusively(decoded));
+  TOVRIN_CHECK(decodeLZFSE(input, output, limit, written, std::move(stop)));
+  return output.close();
+}
+
+bool isPacked(const ReconstructionRequest& request) {
+  return request.payload.payloadEncoding == TovrinWarpSharedPayloadEncoding::lzfse;
+}
+
+/// Whether what is assembled, and decoded, is moved to the destination as it is.
+bool isWholeFile(const ReconstructionRequest& request) { return request.payload.rare->sparseExtents.empty(); }
+
 /// A file without extents is the decoded bytes themselves, so more than its size could only fail the verification. Of a
 /// sparse file nothing behind the last extent is ever read.
 DecodedSizeLimit decodedSizeLimit(const ReconstructionRequest& request) {
-  const auto& extents = request.payload.rare->sparseExtents;
-  if (extents.empty()) return {request.entry.size, DecodedSizeLimit::Surplus::isAnError};
-  return {storedEnd(extents), DecodedSizeLimit::Surplus::isDropped};
+  if (isWholeFile(request)) return {request.entry.size, DecodedSizeLimit::Surplus::isAnError};
+  return {storedEnd(request.payload.rare->sparseExtents), DecodedSizeLimit::Surplus::isDropped};
 }
 
-Result<void> decodeFile(const std::filesystem::path& stored, const std::filesystem::path& decoded,
-                        const DecodedSizeLimit& limit, std::stop_token stop) {
-  TOVRIN_TRY(FileHandle input, FileHandle::forReading(stored));
-  TOVRIN_TRY(FileHandle output, FileHandle::createExclusively(decoded));
-  TOVRIN_CHECK(decodeLZFSE(input, output, limit, std::move(stop)));
-  return output.close();
+/// Has `file` hashed while it is written, if it is what will be verified.
+WrittenBytes hashedBy(GrowingFileHash& hash, const std::filesystem::path& file, bool isDelivered,
+                      const ReconstructionRequest& request) {
+  if (!isDelivered || !request.entry.contentChecksumSHA256) return [](std::int64_t) {};
+  return [&hash, file](std::int64_t end) { hash.standsUpTo(file, end); };
 }
 
 }  // namespace
@@ -36,28 +49,32 @@ Result<void> reconstruct(RenterdClient& client, const TovrinWarpRenterdConnectio
   const std::filesystem::path directory = request.destination.parent_path();
   TOVRIN_CHECK(createDirectories(directory));
   const TemporaryFile stored(directory / ("." + makeUUIDString() + ".stored"));
-  TOVRIN_CHECK(assembleStoredFile(client, snapshot, request.payload, stored.path(), progress, stop));
+  GrowingFileHash hash;
+  const bool isDelivered = !isPacked(request) && isWholeFile(request);
+  TOVRIN_CHECK(assembleStoredFile(client, snapshot, request.payload, stored.path(), progress,
+                                  hashedBy(hash, stored.path(), isDelivered, request), stop));
   TemporaryFile destination(request.destination);
-  TOVRIN_CHECK(materializeStored(stored.path(), request, stop));
-  TOVRIN_CHECK(verifyFile(request.destination, request.entry, std::move(stop)));
+  TOVRIN_CHECK(materializeStored(stored.path(), request, hash, stop));
+  TOVRIN_CHECK(verifyFile(request.destination, request.entry, hash, stop));
   destination.keep();
   return {};
 }
 
 Result<void> materializeStored(const std::filesystem::path& stored, const ReconstructionRequest& request,
-                               std::stop_token stop) {
+                               GrowingFileHash& hash, std::stop_token stop) {
   std::optional<TemporaryFile> decoded;
-  if (request.payload.payloadEncoding == TovrinWarpSharedPayloadEncoding::lzfse) {
+  if (isPacked(request)) {
     decoded.emplace(request.temporaryDirectory / ("tovrin-provider-" + makeUUIDString() + ".decoded"));
-    TOVRIN_CHECK(decodeFile(stored, decoded->path(), decodedSizeLimit(request), stop));
+    TOVRIN_CHECK(decodeFile(stored, decoded->path(), decodedSizeLimit(request),
+                            hashedBy(hash, decoded->path(), isWholeFile(request), request), stop));
   }
   const std::filesystem::path& source = decoded ? decoded->path() : stored;
   removeQuietly(request.destination);
   TOVRIN_TRY(const FileAttributes attributes, fileAttributes(source));
-  const auto& extents = request.payload.rare->sparseExtents;
   const bool isAllZeros = request.entry.size >= 1 && attributes.identity.size == 0;
-  if (extents.empty() && !isAllZeros) return moveItem(source, request.destination);
-  return writeSparseFile(source, request.destination, request.entry.size, extents, std::move(stop));
+  if (isWholeFile(request) && !isAllZeros) return moveItem(source, request.destination);
+  return writeSparseFile(source, request.destination, request.entry.size, request.payload.rare->sparseExtents,
+                         hashedBy(hash, request.destination, true, request), std::move(stop));
 }
 
 }  // namespace tovrin

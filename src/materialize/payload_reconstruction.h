@@ -4,6 +4,7 @@
 #include <stop_token>
 
 #include "foundation/result.h"
+#include "materialize/growing_file_hash.h"
 #include "materialize/payload_assembly.h"
 #include "materialize/renterd_client.h"
 #include "shared/manifest.h"
@@ -25,8 +26,9 @@ Result<void> reconstruct(RenterdClient& client, const TovrinWarpRenterdConnectio
                          const ReconstructionRequest& request, const AssemblyProgress& progress, std::stop_token stop);
 
 /// Decodes the stored file and applies the sparse layout. The stored file is moved to the destination where it already
-/// is the file; otherwise it stays for the caller to remove, and so does the destination after a failure.
+/// is the file; otherwise it stays for the caller to remove, and so does the destination after a failure. `hash` is
+/// told of the file as it is made.
 Result<void> materializeStored(const std::filesystem::path& stored, const ReconstructionRequest& request,
-                               std::stop_token stop);
+                               GrowingFileHash& hash, std::stop_token stop);
 
 }  // namespace tovrin

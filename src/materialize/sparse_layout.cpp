@@ -8,6 +8,17 @@ namespace {
 
 constexpr std::int64_t kExtentChunkBytes = 262144;
 
+/// Whether each extent lies behind those before it, so that what was written is never written again.
+bool goFrontToBack(std::span<const TovrinWarpSharedSparseExtent> extents) {
+  std::int64_t end = 0;
+  for (const TovrinWarpSharedSparseExtent& extent : extents) {
+    if (extent.length < 1) continue;
+    if (extent.logicalOffset < end) return false;
+    end = extent.logicalOffset + extent.length;
+  }
+  return true;
+}
+
 }  // namespace
 
 Result<void> copyExactly(std::int64_t count, FileHandle& from, FileHandle& to, std::stop_token stop) {
@@ -22,17 +33,23 @@ Result<void> copyExactly(std::int64_t count, FileHandle& from, FileHandle& to, s
 
 Result<void> writeSparseFile(const std::filesystem::path& source, const std::filesystem::path& destination,
                              std::int64_t size, std::span<const TovrinWarpSharedSparseExtent> extents,
-                             std::stop_token stop) {
+                             const WrittenBytes& written, std::stop_token stop) {
   auto created = FileHandle::create(destination);
   if (!created) return failure(NSError::cocoa(CocoaErrorCode::fileWriteUnknown));
   FileHandle to = *std::move(created);
   TOVRIN_TRY(FileHandle from, FileHandle::forReading(source));
   TOVRIN_CHECK(to.truncate(size));
+  const bool grows = goFrontToBack(extents);
   for (const TovrinWarpSharedSparseExtent& extent : extents) {
     if (extent.length < 1) continue;
     TOVRIN_CHECK(from.seek(extent.storedOffset));
     TOVRIN_CHECK(to.seek(extent.logicalOffset));
-    TOVRIN_CHECK(copyExactly(extent.length, from, to, stop));
+    for (std::int64_t copied = 0; copied < extent.length;) {
+      const std::int64_t chunk = std::min(extent.length - copied, kExtentChunkBytes);
+      TOVRIN_CHECK(copyExactly(chunk, from, to, stop));
+      copied += chunk;
+      if (grows) written(extent.logicalOffset + copied);
+    }
   }
   return to.close();
 }

@@ -6,6 +6,7 @@
 #include <stop_token>
 
 #include "foundation/result.h"
+#include "materialize/written_bytes.h"
 #include "platform/file_system.h"
 #include "shared/manifest.h"
 
@@ -18,7 +19,7 @@ Result<void> copyExactly(std::int64_t count, FileHandle& from, FileHandle& to, s
 /// in their order. The gaps are never written, so the file system may keep them as holes.
 Result<void> writeSparseFile(const std::filesystem::path& source, const std::filesystem::path& destination,
                              std::int64_t size, std::span<const TovrinWarpSharedSparseExtent> extents,
-                             std::stop_token stop);
+                             const WrittenBytes& written, std::stop_token stop);
 
 /// Where the last extent ends in the packed bytes; no byte behind it is of use.
 std::int64_t storedEnd(std::span<const TovrinWarpSharedSparseExtent> extents);

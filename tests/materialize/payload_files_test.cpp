@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "lzfse_encoder/lzfse_encoder.h"
 #include "materialize/errors.h"
@@ -70,13 +72,49 @@ TEST_F(CopyExactly, endsWhenStopped) {
   EXPECT_TRUE(result.error().is(CocoaErrorCode::userCancelled));
 }
 
+class SparseLayout : public PayloadFiles {
+ protected:
+  /// What is said to stand while the extents are written.
+  std::vector<std::int64_t> written(std::vector<TovrinWarpSharedSparseExtent> extents) {
+    writeFile(file("stored"), std::string(600'000, 'x'));
+    std::vector<std::int64_t> ends;
+    EXPECT_TRUE(writeSparseFile(file("stored"), file("sparse"), 2'000'000, extents,
+                                [&](std::int64_t end) { ends.push_back(end); }, {}));
+    return ends;
+  }
+};
+
+TEST_F(SparseLayout, saysWhatIsWritten) {
+  const std::vector<std::int64_t> expected{100 + 262'144, 300'100, 1'500'000 + 10};
+  EXPECT_EQ(written({{100, 0, 300'000}, {500'000, 0, 0}, {1'500'000, 300'000, 10}}), expected);
+}
+
+TEST_F(SparseLayout, saysNothingWhenItMayWriteWhatIsWrittenOnceMore) {
+  EXPECT_TRUE(written({{100, 0, 300'000}, {300'099, 300'000, 10}}).empty());
+  EXPECT_TRUE(written({{500'000, 0, 10}, {100, 10, 10}}).empty());
+}
+
 using LZFSEDecoding = PayloadFiles;
 constexpr DecodedSizeLimit kNoLimit{1'000'000'000, DecodedSizeLimit::Surplus::isAnError};
+const WrittenBytes nobodyAsks = [](std::int64_t) {};
+
+TEST_F(LZFSEDecoding, saysWhatIsWritten) {
+  FileHandle input = reading("packed", encodeLZFSE(std::string(900'000, 'x')));
+  FileHandle output = writing("decoded");
+  std::int64_t end = 0;
+  const auto written = [&](std::int64_t newEnd) {
+    EXPECT_GE(newEnd, end);
+    EXPECT_EQ(readFile(file("decoded")).size(), newEnd);
+    end = newEnd;
+  };
+  ASSERT_TRUE(decodeLZFSE(input, output, kNoLimit, written, {}));
+  EXPECT_EQ(end, 900'000);
+}
 
 TEST_F(LZFSEDecoding, doesNotLookBehindTheEndOfTheStream) {
   FileHandle input = reading("packed", encodeLZFSE("contents") + "and then something else");
   FileHandle output = writing("decoded");
-  ASSERT_TRUE(decodeLZFSE(input, output, kNoLimit, {}));
+  ASSERT_TRUE(decodeLZFSE(input, output, kNoLimit, nobodyAsks, {}));
   EXPECT_EQ(readFile(file("decoded")), "contents");
 }
 
@@ -84,14 +122,14 @@ TEST_F(LZFSEDecoding, allowsExactlyTheLimit) {
   const std::string bytes(300'000, 'x');
   FileHandle input = reading("packed", encodeLZFSE(bytes));
   FileHandle output = writing("decoded");
-  EXPECT_TRUE(decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isAnError}, {}));
+  EXPECT_TRUE(decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isAnError}, nobodyAsks, {}));
   EXPECT_EQ(readFile(file("decoded")).size(), 300'000U);
 }
 
 TEST_F(LZFSEDecoding, takesOneByteMoreForAWrongFile) {
   FileHandle input = reading("packed", encodeLZFSE(std::string(300'001, 'x')));
   FileHandle output = writing("decoded");
-  const auto result = decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isAnError}, {});
+  const auto result = decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isAnError}, nobodyAsks, {});
   ASSERT_FALSE(result);
   EXPECT_TRUE(result.error().isSameInstance(checksumError()));
   EXPECT_LE(readFile(file("decoded")).size(), 300'000U);
@@ -100,7 +138,7 @@ TEST_F(LZFSEDecoding, takesOneByteMoreForAWrongFile) {
 TEST_F(LZFSEDecoding, canDropWhatIsOfNoUse) {
   FileHandle input = reading("packed", encodeLZFSE(std::string(900'000, 'x')));
   FileHandle output = writing("decoded");
-  ASSERT_TRUE(decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isDropped}, {}));
+  ASSERT_TRUE(decodeLZFSE(input, output, {300'000, DecodedSizeLimit::Surplus::isDropped}, nobodyAsks, {}));
   EXPECT_EQ(readFile(file("decoded")).size(), 300'000U);
 }
 
@@ -109,7 +147,8 @@ TEST_F(LZFSEDecoding, endsWhenStopped) {
   FileHandle output = writing("decoded");
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_TRUE(decodeLZFSE(input, output, kNoLimit, stop.get_token()).error().is(CocoaErrorCode::userCancelled));
+  EXPECT_TRUE(
+      decodeLZFSE(input, output, kNoLimit, nobodyAsks, stop.get_token()).error().is(CocoaErrorCode::userCancelled));
 }
 
 using FileChecksum = PayloadFiles;

@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "lzfse_encoder/lzfse_encoder.h"
@@ -68,6 +69,67 @@ TEST_F(PayloadReconstruction, failsOnOneWrongBit) {
   put("k", patternedBytes(1'500'000));
   addFault("flip at=1234567 key=k");
   expectFailure(fileEntry(kPath, patternedBytes(1'500'000), "k"), checksumError());
+}
+
+TEST_F(PayloadReconstruction, findsAWrongBitAnywhereInALargeFile) {
+  constexpr std::int64_t kPartBytes = 2'000'000;
+  const std::string contents = patternedBytes(2 * kPartBytes);
+  EntrySpec entry = fileEntry(kPath, contents, "first");
+  entry.payloadParts = {{"first", 0, kPartBytes, {}}, {"second", kPartBytes, kPartBytes, {}}};
+  put("second", contents.substr(kPartBytes));
+  for (const std::size_t place : {0, 1'048'576, 1'999'999}) {
+    std::string wrong = contents.substr(0, kPartBytes);
+    wrong[place] ^= 1;
+    put("first", wrong);
+    expectFailure(entry, checksumError());
+  }
+  put("first", contents.substr(0, kPartBytes));
+  EXPECT_TRUE(rebuild(entry));
+  std::string wrong = contents.substr(kPartBytes);
+  wrong.back() ^= 1;
+  put("second", wrong);
+  expectFailure(entry, checksumError());
+}
+
+TEST_F(PayloadReconstruction, findsAWrongBitInALargeDecodedFile) {
+  const std::string contents = patternedBytes(3'000'000);
+  EntrySpec entry = packed(contents);
+  EXPECT_TRUE(rebuild(entry));
+  std::string wrong = contents;
+  wrong[2'000'000] ^= 1;
+  const std::string stream = encodeLZFSE(wrong);
+  put("packed", stream);
+  entry.storedSize = static_cast<std::int64_t>(stream.size());
+  expectFailure(entry, checksumError());
+}
+
+TEST_F(PayloadReconstruction, verifiesALargeFileWithItsHoles) {
+  const std::string runs = patternedBytes(3'000'000);
+  const std::string zeros(1'500'000, '\0');
+  const std::string contents = zeros + runs.substr(0, 2'000'000) + zeros + runs.substr(2'000'000) + zeros;
+  EntrySpec entry = sparse(runs, 7'500'000, {{1'500'000, 0, 2'000'000}, {5'000'000, 2'000'000, 1'000'000}});
+  entry.contentChecksumSHA256 = sha256Hex(contents);
+  ASSERT_TRUE(rebuild(entry));
+  EXPECT_TRUE(rebuiltBytes() == contents);
+  std::swap(entry.sparseExtents[0], entry.sparseExtents[1]);
+  EXPECT_TRUE(rebuild(entry)) << "in another order";
+  std::string wrong = runs;
+  wrong[100] ^= 1;
+  put("runs", wrong);
+  expectFailure(entry, checksumError());
+  std::swap(entry.sparseExtents[0], entry.sparseExtents[1]);
+  expectFailure(entry, checksumError());
+}
+
+TEST_F(PayloadReconstruction, ofALargeFileThatIsStoppedLeavesNothing) {
+  const std::string contents = patternedBytes(4'000'000);
+  put("k", contents);
+  addFault("stall after=3000000 key=k");
+  std::jthread canceller([&] {
+    EXPECT_TRUE(worker.waitForArrivals(1));
+    stop.request_stop();
+  });
+  expectFailure(fileEntry(kPath, contents, "k"), NSError::cocoa(CocoaErrorCode::userCancelled));
 }
 
 TEST_F(PayloadReconstruction, checksOnlyTheSizeWithoutAChecksum) {
