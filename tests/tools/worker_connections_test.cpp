@@ -105,6 +105,7 @@ TEST_F(WorkerConnections, areAcceptedOnTheSameAddressAfterARestart) {
 TEST_F(WorkerConnections, leaveARecordOfEveryRequest) {
   ASSERT_TRUE(worker.putObject("tovrin", "a b", "bytes"));
   get(target("a%20b"), "Accept: application/octet-stream\r\n");
+  ASSERT_TRUE(worker.waitForFinished(1));  // an answer is here before its line
   get("/api/worker/accounts?apikey=pass");
   ASSERT_TRUE(worker.waitForFinished(2));
   const auto requests = worker.requests();
