@@ -172,8 +172,14 @@ void LoopbackWorker::State::serve(Descriptor socket, std::uint64_t number) {
 bool LoopbackWorker::State::serveRequest(Connection& connection, const RequestHead& head, std::uint64_t number) {
   Exchange exchange{.head = head, .connection = connection, .path = {}, .route = Route::other, .key = {}};
   exchange.bodyRead = !head.header("Content-Length") && !head.header("Transfer-Encoding");
+  const bool isUnderstood = classify(exchange);
+  // The generation first: a clear after the faults are taken must let go of this request.
+  const auto released = [this, generation = faults.generation()] { return faults.generation() != generation; };
+  const bool mayFail = isUnderstood && exchange.route != Route::control;
+  const RequestFaults requestFaults = mayFail ? faults.take(exchange.route, exchange.key) : RequestFaults({});
+  // Not earlier: whoever waits for the request's arrival may clear the faults then.
   const std::size_t entry = log.begin(head, number);
-  if (!classify(exchange)) {
+  if (!isUnderstood) {
     log.headerSent(entry, 400);
     connection.send("HTTP/1.1 400 Bad Request\r\nConnection: close\r\n\r\n400 Bad Request");
     connection.lingerAndClose();
@@ -183,10 +189,6 @@ bool LoopbackWorker::State::serveRequest(Connection& connection, const RequestHe
   std::optional<InFlight> inFlight;
   if (exchange.route == Route::object) inFlight.emplace(objectsInFlight, mostObjectsInFlight);
 
-  // The generation first: a clear after the faults are taken must let go of this request.
-  const auto released = [this, generation = faults.generation()] { return faults.generation() != generation; };
-  const RequestFaults requestFaults =
-      exchange.route == Route::control ? RequestFaults({}) : faults.take(exchange.route, exchange.key);
   if (const Fault* silent = requestFaults.find(Fault::Kind::silent)) {
     connection.hold(silent->seconds(), released);
     log.finish(entry, 0);
