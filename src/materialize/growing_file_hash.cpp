@@ -36,9 +36,13 @@ void GrowingFileHash::standsUpTo(const std::filesystem::path& file, std::int64_t
 }
 
 Result<std::string> GrowingFileHash::finish(const std::filesystem::path& file, const std::stop_token& stop) {
-  TOVRIN_CHECK(endFollowing(stop));
   TOVRIN_TRY(const FileAttributes attributes, fileAttributes(file));
-  if (!handle_ || !isSameFile(attributes.identity, identity_)) TOVRIN_CHECK(open(file));
+  if (follower_.joinable() && isSameFile(attributes.identity, identity_)) {
+    TOVRIN_CHECK(endFollowing(stop));
+  } else {
+    follower_ = {};  // what it has read is of another file
+    TOVRIN_CHECK(open(file));
+  }
   TOVRIN_CHECK(hashUpTo(kToTheEnd, stop));
   return hash_->finalizeHex();
 }
@@ -68,7 +72,6 @@ void GrowingFileHash::follow(const std::stop_token& stop) {
 }
 
 Result<void> GrowingFileHash::endFollowing(const std::stop_token& stop) {
-  if (!follower_.joinable()) return {};
   const std::stop_callback passOn(stop, [this] { follower_.request_stop(); });
   {
     const std::lock_guard hold(lock_);

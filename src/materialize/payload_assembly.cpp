@@ -54,7 +54,8 @@ class SliceSink final : public BodySink {
 /// appended whole; but one byte more than the stored file lacks shows that the object is too long, and the rest of it
 /// would only fill the disk.
 Slice sliceOf(const TovrinWarpSharedPayloadPart& part, const TovrinWarpSharedEntry& payload, std::int64_t appended) {
-  if (payload.uploadStrategy == "bundle-direct-unpacked") return {part.offset, part.size};
+  if (payload.uploadStrategy == "bundle-direct-unpacked")
+    return {std::max<std::int64_t>(part.offset, 0), std::max<std::int64_t>(part.size, 0)};
   const std::int64_t lacking = std::max<std::int64_t>(payload.storedSize - appended, 0);
   return {0, lacking < std::numeric_limits<std::int64_t>::max() ? lacking + 1 : lacking};
 }

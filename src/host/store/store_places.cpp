@@ -1,6 +1,7 @@
 #include "host/store/store_places.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <tuple>
@@ -16,7 +17,7 @@ constexpr mode_t kPermissionBits = 07777;
 
 bool isPrivateFolder(const std::filesystem::path& folder) {
   struct stat status;
-  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
          (status.st_mode & kPermissionBits) == kPrivateFolderMode;
 }
 
