@@ -1,6 +1,6 @@
 #include "platform/darwin/provider_directories.h"
 
-#include <utility>
+#include <optional>
 
 #include "platform/darwin/errors.h"
 #include "platform/darwin/retained.h"
@@ -12,17 +12,18 @@ namespace {
 
 using std::filesystem::path;
 
+std::optional<path> containerOf(const std::string& appGroup) {
+  @autoreleasepool {
+    return toPath([NSFileManager.defaultManager containerURLForSecurityApplicationGroupIdentifier:toNSString(appGroup)]);
+  }
+}
+
 class ProviderDirectories final : public Directories {
  public:
-  ProviderDirectories(std::string appGroup, ::NSFileProviderDomain* domain)
-      : appGroup_(std::move(appGroup)), domain_(domain) {}
+  ProviderDirectories(const std::string& appGroup, ::NSFileProviderDomain* domain)
+      : container_(containerOf(appGroup)), domain_(domain) {}
 
-  std::optional<path> appGroupContainer() const override {
-    @autoreleasepool {
-      return toPath(
-          [NSFileManager.defaultManager containerURLForSecurityApplicationGroupIdentifier:toNSString(appGroup_)]);
-    }
-  }
+  std::optional<path> appGroupContainer() const override { return container_; }
 
   std::optional<path> applicationSupport() const override {
     @autoreleasepool {
@@ -55,14 +56,15 @@ class ProviderDirectories final : public Directories {
   }
 
  private:
-  const std::string appGroup_;
+  /// Asked once: whoever writes and whoever locks must mean the same place.
+  const std::optional<path> container_;
   const Retained<::NSFileProviderDomain*> domain_;
 };
 
 }  // namespace
 
 std::unique_ptr<Directories> makeProviderDirectories(std::string appGroup, ::NSFileProviderDomain* domain) {
-  return std::make_unique<ProviderDirectories>(std::move(appGroup), domain);
+  return std::make_unique<ProviderDirectories>(appGroup, domain);
 }
 
 }  // namespace tovrin
