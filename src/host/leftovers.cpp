@@ -13,7 +13,6 @@
 
 #include "materialize/fetch_destination.h"
 #include "platform/posix/file_descriptor.h"
-#include "shared/warp_directory.h"
 
 namespace tovrin::host {
 
@@ -45,9 +44,6 @@ bool isDelivery(std::string_view name) {
 }
 
 bool isDecodedPayload(std::string_view name) { return isNamed(name, "tovrin-provider-", ".decoded"); }
-
-/// What is to take the place of a shared file.
-bool isReplacement(std::string_view name) { return isNamed(name, ".", ".partial"); }
 
 bool isLeftover(const struct stat& status, Date now) {
   const FileIdentity identity = fileIdentity(status);
@@ -87,13 +83,12 @@ std::set<std::filesystem::path> openFiles() {
 
 }  // namespace
 
-void sweepLeftovers(const Directories& directories, Date now) {
+void sweepDeliveries(const Directories& directories, Date now) {
   std::vector<std::filesystem::path> leftovers;
   findLeftovers(directories.temporaryDirectory(), isDecodedPayload, now, leftovers);
   if (const auto deliveries = deliveryDirectory(directories)) {
     findLeftovers(*deliveries, isDelivery, now, leftovers);
   }
-  if (const auto warp = locateWarpDirectory(directories)) findLeftovers(warp->path(), isReplacement, now, leftovers);
   if (leftovers.empty()) return;
   const std::set<std::filesystem::path> open = openFiles();
   for (const std::filesystem::path& leftover : leftovers) {

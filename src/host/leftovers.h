@@ -5,10 +5,9 @@
 
 namespace tovrin::host {
 
-/// Removes delivered files, partial downloads, decoded payloads and unfinished replacements of shared files that
-/// processes of this user left behind when they were killed: files with the names that are made for that, unchanged for
-/// a day before `now`, and open in no process. A fetch never takes that long, who keeps a delivered file moves it away,
-/// and a replacement is open while anybody means to use it. Follows no links.
-void sweepLeftovers(const Directories& directories, Date now);
+/// Removes delivered files, unfinished ones and decoded payloads that processes of this user left behind when they
+/// were killed: files with the names that fetches make, unchanged for a day before `now`, and open in no process. A
+/// fetch never takes that long, and who keeps a delivered file moves it away. Follows no links.
+void sweepDeliveries(const Directories& directories, Date now);
 
 }  // namespace tovrin::host

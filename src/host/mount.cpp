@@ -84,7 +84,7 @@ Result<void> serveMount(const MountRequest& request, std::stop_token stop, const
     struct statvfs answer;
     statvfs(request.mountpoint.c_str(), &answer);
     mounted.start(warp.path());
-    sweepLeftovers(directories, domain.platform().clock.now());
+    sweepDeliveries(directories, domain.platform().clock.now());
     log::notice("mounted at {}", request.mountpoint.native());
     answering();
     serving.wait(stop);

@@ -50,7 +50,7 @@ Result<FileContents> readWholeFile(const std::filesystem::path& path);
 
 /// What a crash of the machine may do to a file that was just written; one of the process does nothing to it.
 enum class Durability {
-  disposable,  ///< the file may be empty afterwards: for what is decoration and soon written anew
+  disposable,  ///< the file may hold anything afterwards: for what is decoration and soon written anew
   ordinary,    ///< the old or the new file, as far as the file system keeps data and names in order by itself
   durable,     ///< file and directory are synced: the new file
 };

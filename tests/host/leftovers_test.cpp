@@ -11,7 +11,6 @@
 
 #include "foundation/uuid.h"
 #include "materialize/fetch_destination.h"
-#include "shared/warp_directory.h"
 #include "support/test_platform.h"
 
 namespace tovrin::host {
@@ -30,7 +29,7 @@ class Leftovers : public testing::Test {
     writeFile(folder / name, "bytes");
     return folder / name;
   }
-  void sweep(double hoursLater) { sweepLeftovers(directories_, inHours(hoursLater)); }
+  void sweep(double hoursLater) { sweepDeliveries(directories_, inHours(hoursLater)); }
 
   ScratchFolder scratch_;
   TestDirectories directories_{scratch_.path()};
@@ -44,18 +43,6 @@ TEST_F(Leftovers, areAllThatKilledFetchesLeft) {
   sweep(25);
   EXPECT_EQ(countFiles(deliveries()), 0U);
   EXPECT_EQ(countFiles(directories_.temporary), 0U);
-}
-
-TEST_F(Leftovers, areReplacementsOfSharedFilesThatWereNotFinished) {
-  const auto warp = locateWarpDirectory(directories_)->path();
-  make(warp, "." + makeUUIDString() + ".partial");
-  for (const std::string& name : {std::string(".partial"), makeUUIDString() + ".partial", "." + makeUUIDString()})
-    make(warp, name);
-  make(warp, "finder-badge-update.json");
-  sweep(23);
-  EXPECT_EQ(countFiles(warp), 5U);
-  sweep(25);
-  EXPECT_EQ(countFiles(warp), 4U);
 }
 
 TEST_F(Leftovers, areADayOld) {

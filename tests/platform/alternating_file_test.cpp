@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <set>
@@ -12,7 +13,9 @@
 #include <string_view>
 #include <thread>
 
+#include "foundation/uuid.h"
 #include "platform/file_system.h"
+#include "platform/posix/replacement.h"
 #include "support/scratch_folder.h"
 
 namespace tovrin {
@@ -29,6 +32,12 @@ class Alternating : public testing::TestWithParam<Durability> {
 
   std::uint64_t inode() const { return fileAttributes(path_)->identity.inode; }
   std::size_t filesInScratch() const { return countFiles(scratch_.path()); }
+
+  static mode_t modeOf(const std::filesystem::path& path) {
+    struct stat status{};
+    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  }
 
   /// The file that waits for its next turn.
   std::filesystem::path spare() const {
@@ -68,6 +77,38 @@ TEST_P(Alternating, leavesOneFileWhenItEnds) {
   file_.reset();
   EXPECT_EQ(filesInScratch(), 1u);
   EXPECT_EQ(readFile(path_), "c");
+}
+
+TEST_P(Alternating, removesWhatKilledProcessesLeft) {
+  const std::filesystem::path left = scratch_ / ("." + makeUUIDString() + ".partial");
+  const std::filesystem::path inUse = scratch_ / ("." + makeUUIDString() + ".partial");
+  const std::filesystem::path foreign = scratch_ / ".download.partial";
+  for (const auto& file : {left, inUse, foreign}) writeFile(file, "bytes");
+  const auto user = FileHandle::forWriting(inUse);
+  ASSERT_TRUE(user);
+  ASSERT_TRUE(replace("a").has_value());
+  EXPECT_FALSE(std::filesystem::exists(left));
+  EXPECT_TRUE(std::filesystem::exists(inUse));
+  EXPECT_TRUE(std::filesystem::exists(foreign));
+}
+
+TEST_P(Alternating, showsTheWaitingFileToNobodyElse) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  EXPECT_EQ(modeOf(spare()), 0600u);
+  ASSERT_EQ(chmod(path_.c_str(), 0644), 0);
+  ASSERT_TRUE(replace("c").has_value());
+  EXPECT_EQ(modeOf(path_), 0644u);
+  EXPECT_EQ(modeOf(spare()), 0600u);
+}
+
+TEST_P(Alternating, givesAFileThatWasRemovedTheModeThatTheUmaskLeaves) {
+  for (const char* text : {"a", "b"}) ASSERT_TRUE(replace(text).has_value());
+  std::filesystem::remove(path_);
+  const mode_t before = umask(027);
+  const auto written = replace("c");
+  umask(before);
+  ASSERT_TRUE(written.has_value());
+  EXPECT_EQ(modeOf(path_), 0640u);
 }
 
 TEST_P(Alternating, leavesOneFileAtEachOfTwoPaths) {
@@ -168,9 +209,7 @@ TEST_P(Alternating, keepsTheModeOfTheOldFile) {
     ASSERT_TRUE(replace("old").has_value());
     ASSERT_EQ(chmod(path_.c_str(), mode), 0);
     ASSERT_TRUE(replace("new").has_value());
-    struct stat status{};
-    ASSERT_EQ(lstat(path_.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, mode);
+    EXPECT_EQ(modeOf(path_), mode);
   }
 }
 
@@ -217,9 +256,7 @@ TEST_P(Alternating, givesANewFileTheModeThatTheUmaskLeaves) {
   const auto written = replace("new");
   umask(before);
   ASSERT_TRUE(written.has_value());
-  struct stat status{};
-  ASSERT_EQ(lstat(path_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  EXPECT_EQ(modeOf(path_), 0640u);
 }
 
 TEST_P(Alternating, worksForTheLongestNameAndNoLonger) {
@@ -262,6 +299,25 @@ std::string nameOfDurability(const testing::TestParamInfo<Durability>& test) {
 INSTANTIATE_TEST_SUITE_P(OfEveryDurability, Alternating,
                          testing::Values(Durability::disposable, Durability::ordinary, Durability::durable),
                          nameOfDurability);
+
+class ReadingBack : public testing::Test {
+ protected:
+  int readBack(std::string_view text) {
+    writeFile(scratch_ / "file", text);
+    const auto file = FileHandle::forReading(scratch_ / "file");
+    constexpr std::array<std::string_view, 3> kPieces{"one,", "", "two"};
+    return tovrin::readBack(file->descriptor(), kPieces);
+  }
+
+  ScratchFolder scratch_;
+};
+
+TEST_F(ReadingBack, findsWhatWasWritten) { EXPECT_EQ(readBack("one,two"), 0); }
+
+TEST_F(ReadingBack, findsEveryDifference) {
+  for (const char* text : {"", "one", "one,", "one,tw", "one,twp", "ome,two", "one,two,", "one,two,three"})
+    EXPECT_EQ(readBack(text), EIO) << text;
+}
 
 TEST(WritingOnce, leavesOneFile) {
   ScratchFolder scratch;

@@ -64,6 +64,32 @@ TEST_F(SmallDisk, keepsTheOldFileWhenANewOneDoesNotFit) {
   }
 }
 
+TEST_F(SmallDisk, keepsTheOldFileWhenTheNextTurnDoesNotFit) {
+  const std::string large(kMoreThanFits, 'x');
+  for (const Durability durability : {Durability::disposable, Durability::ordinary, Durability::durable}) {
+    AlternatingFile file;
+    for (const std::string_view piece : {"first", "old"})
+      ASSERT_TRUE(file.replace(disk_ / "file", std::span(&piece, 1), durability));
+    const std::string_view piece = large;
+    const auto written = file.replace(disk_ / "file", std::span(&piece, 1), durability);
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().is(CocoaErrorCode::fileWriteOutOfSpace));
+    EXPECT_EQ(readFile(disk_ / "file"), "old");
+    EXPECT_EQ(countFiles(disk_), 1u);
+    EXPECT_FALSE(file.isAt(disk_ / "file"));
+    const std::string_view small = "new";
+    ASSERT_TRUE(file.replace(disk_ / "file", std::span(&small, 1), durability));
+    EXPECT_EQ(readFile(disk_ / "file"), "new");
+  }
+}
+
+TEST_F(SmallDisk, saysWhyTheFolderOfAFileCannotBeMade) {
+  makeReadOnly();
+  const auto written = writeFileAtomically(disk_ / "missing/file", "text");
+  ASSERT_FALSE(written);
+  EXPECT_TRUE(written.error().is(CocoaErrorCode::fileWriteVolumeReadOnly));
+}
+
 TEST_F(SmallDisk, holdsNoPartOfACopyThatDoesNotFit) {
   writeFile(scratch_ / "large", std::string(kMoreThanFits, 'x'));
   writeFile(disk_ / "file", std::string(200'000, 'x'));

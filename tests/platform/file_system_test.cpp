@@ -4,13 +4,16 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/alternating_file.h"
+#include "platform/posix/system_calls.h"
 #include "support/scratch_folder.h"
 
 namespace tovrin {
@@ -149,6 +152,23 @@ TEST_F(Reading, failsForAMissingFile) {
   ASSERT_FALSE(contents);
   EXPECT_TRUE(contents.error().is(CocoaErrorCode::fileReadNoSuchFile));
   EXPECT_EQ(sentenceOf(contents), "The file “missing.json” couldn’t be opened because there is no such file.");
+}
+
+TEST_F(FileSystem, waitsForWhoeverHoldsAFileThatIsRead) {
+  writeFile(scratch_ / "file", "old");
+  const int holder = ::open((scratch_ / "file").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(holder, 0);
+  ASSERT_TRUE(takeWriteLease(holder));
+  std::optional<Result<FileContents>> contents;
+  {
+    const std::jthread reader([&] { contents = readWholeFile(scratch_ / "file"); });
+    while (fcntl(holder, F_GETLEASE) == F_WRLCK) std::this_thread::yield();  // until the reader is there
+    EXPECT_EQ(::pwrite(holder, "new", 3, 0), 3);
+    endLease(holder);
+  }
+  ::close(holder);
+  ASSERT_TRUE(contents && *contents);
+  EXPECT_EQ((*contents)->bytes, "new");
 }
 
 using Directory = FileSystem;

@@ -132,6 +132,19 @@ TEST_F(DecodedText, staysAsItIsForWhoeverHasIt) {
   EXPECT_EQ(*changed, "one!");
 }
 
+TEST_F(DecodedText, staysAsItIsWhenTheFileCannotBeWritten) {
+  auto base = remember("one");
+  const auto failing = []() -> Result<FileIdentity> {
+    return failure(NSError::cocoa(CocoaErrorCode::fileWriteOutOfSpace));
+  };
+  const auto changed = file_.rewrite(path_, failing, std::move(base), [](std::string& text) { text += "!"; });
+  ASSERT_FALSE(changed);
+  EXPECT_TRUE(changed.error().is(CocoaErrorCode::fileWriteOutOfSpace));
+  EXPECT_FALSE(file_.remember(path_, failing, "two"));
+  EXPECT_EQ(load(), "one");
+  EXPECT_EQ(decodings_, 0);
+}
+
 TEST_F(DecodedText, isNotChangedOnceTheFileWasLoadedAnew) {
   auto base = remember("one");
   replaceKeepingTheTime("two");

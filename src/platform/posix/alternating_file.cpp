@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "platform/posix/file_descriptor.h"
@@ -14,6 +15,8 @@
 namespace tovrin {
 
 namespace {
+
+constexpr mode_t kWaitingMode = 0600;
 
 /// Whether no other name and no other open file leads to this one. If so, nobody can open it until the lease ends.
 bool takeForWriting(const FileHandle& file) {
@@ -34,6 +37,24 @@ int emptyForNewBlocks(const FileHandle& file, Durability durability) {
   return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
 }
 
+bool isFolder(const std::filesystem::path& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Files under hidden names that no process has open: whoever meant to use them is gone.
+void removeAbandoned(const std::filesystem::path& folder) {
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::filesystem::path& path = entry->path();
+    if (!isHiddenName(path.filename().native())) continue;
+    const FileDescriptor file = FileDescriptor::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    struct stat status;
+    const bool isFile = file.isOpen() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+    if (isFile && takeWriteLease(file.get())) ::unlink(path.c_str());
+  }
+}
+
 std::optional<FileIdentity> identityOf(const FileHandle& file) {
   struct stat status;
   if (fstat(file.descriptor(), &status) != 0) return std::nullopt;
@@ -49,16 +70,22 @@ Result<FileIdentity> AlternatingFile::replace(const std::filesystem::path& path,
     removeSpare();
     current_.reset();
     path_ = path;
+    removeAbandoned(path.parent_path());
   }
+  oldMode_ = modeOfRegularFile(path);
   // Whatever is wrong with a file that took turns for long may not be wrong with a new one.
-  const bool isReplaced = spare_ && takeForWriting(*spare_) && emptyForNewBlocks(*spare_, durability) == 0 &&
-                          fillSpare(pieces, durability) == 0 && putSpareInPlace() == 0;
-  int error = isReplaced ? 0 : replaceByNew(pieces, durability);
+  int error = replaceBySpare(pieces, durability);
+  if (error != 0) error = replaceByNew(pieces, durability);
+  if (error == ENOENT) {
+    TOVRIN_CHECK(createDirectories(path.parent_path()));
+    error = replaceByNew(pieces, durability);
+  }
   if (error == 0 && durability == Durability::durable) error = synchronizeFolderOf(path);
   if (error != 0) return failure(fileError(error, FileOperation::create, path));
   // Not earlier: the swap changed its ctime.
   identity_ = identityOf(*current_);
-  if (!identity_) return failure(fileError(errno, FileOperation::create, path));
+  const bool isInPlace = identity_ && (durability == Durability::disposable || isAt(path));
+  if (!isInPlace) return failure(fileError(EIO, FileOperation::create, path));
   return *identity_;
 }
 
@@ -68,39 +95,41 @@ bool AlternatingFile::isAt(const std::filesystem::path& path) const {
   return there && there->identity == *identity_;
 }
 
+int AlternatingFile::replaceBySpare(std::span<const std::string_view> pieces, Durability durability) {
+  if (!spare_ || !oldMode_ || !takeForWriting(*spare_)) return EAGAIN;
+  if (const int error = emptyForNewBlocks(*spare_, durability); error != 0) return error;
+  const int error = fillSpare(pieces, durability);
+  return error != 0 ? error : putSpareInPlace();
+}
+
 int AlternatingFile::replaceByNew(std::span<const std::string_view> pieces, Durability durability) {
   removeSpare();
-  int error = makeSpare();
-  if (error == ENOENT && createDirectories(path_.parent_path())) error = makeSpare();
-  if (error != 0) return error;
-  error = fillSpare(pieces, durability);
+  sparePath_ = hiddenNameBeside(path_);
+  FileDescriptor file = createReplacement(sparePath_, oldMode_);
+  if (!file.isOpen()) return errno;
+  spare_ = FileHandle::owning(file.release());
+  int error = fillSpare(pieces, durability);
   if (error == 0) error = putSpareInPlace();
   if (error != 0) removeSpare();
   return error;
 }
 
-int AlternatingFile::makeSpare() {
-  sparePath_ = hiddenNameBeside(path_);
-  FileDescriptor file = createReplacement(sparePath_, modeOfRegularFile(path_));
-  if (!file.isOpen()) return errno;
-  spare_ = FileHandle::owning(file.release());
-  return 0;
-}
-
 int AlternatingFile::fillSpare(std::span<const std::string_view> pieces, Durability durability) {
   const int descriptor = spare_->descriptor();
-  if (const int error = fillReplacement(descriptor, pieces, modeOfRegularFile(path_)); error != 0) return error;
+  if (const int error = fillReplacement(descriptor, pieces, oldMode_); error != 0) return error;
   if (durability == Durability::disposable) return 0;
   if (const int error = readBack(descriptor, pieces); error != 0) return error;
   return durability == Durability::durable ? synchronizeDescriptor(descriptor) : beginWriteback(descriptor);
 }
 
 int AlternatingFile::putSpareInPlace() {
+  if (isFolder(path_)) return EISDIR;
   if (exchangeNames(sparePath_, path_) != 0) {
     if (const int error = replaceByRename(sparePath_, path_); error != 0) return error;
     current_ = std::exchange(spare_, std::nullopt);
   } else if (current_ && isNamed(*current_, sparePath_) && takeForWriting(*current_)) {
-    // It has the next turn; until then whoever likes may open it.
+    // It has the next turn; until then its user may open it.
+    fchmod(current_->descriptor(), kWaitingMode);
     endLease(current_->descriptor());
     std::swap(spare_, current_);
   } else if (::unlink(sparePath_.c_str()) == 0) {

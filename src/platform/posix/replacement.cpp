@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <tuple>
 
 #include "foundation/uuid.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
+constexpr std::string_view kHiddenSuffix = ".partial";
 constexpr std::size_t kCompareBytes = 64 << 10;
 
 /// Some file systems report a failed write only when a descriptor of the file is closed; any will do.
@@ -30,7 +32,14 @@ int closeErrorOfWrites(int descriptor) {
 }  // namespace
 
 std::filesystem::path hiddenNameBeside(const std::filesystem::path& path) {
-  return path.parent_path() / ("." + makeUUIDString() + ".partial");
+  return path.parent_path() / ("." + makeUUIDString() + std::string(kHiddenSuffix));
+}
+
+bool isHiddenName(std::string_view name) {
+  constexpr std::size_t kUUIDLength = 36;
+  return name.size() == 1 + kUUIDLength + kHiddenSuffix.size() && name.starts_with('.') &&
+         name.ends_with(kHiddenSuffix) &&
+         name.substr(1, kUUIDLength).find_first_not_of("0123456789ABCDEF-") == std::string_view::npos;
 }
 
 std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path) {

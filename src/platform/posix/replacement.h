@@ -16,6 +16,9 @@ namespace tovrin {
 /// A fresh name in the same folder.
 std::filesystem::path hiddenNameBeside(const std::filesystem::path& path);
 
+/// Whether a name is one that `hiddenNameBeside` makes.
+bool isHiddenName(std::string_view name);
+
 /// Of what is to be replaced; nothing when that is no regular file.
 std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path);
 
