@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "materialize/renterd_client.h"
 #include "platform/clock.h"
 #include "platform/notification_center.h"
+#include "platform/url_session.h"
 #include "provider/identifier.h"
 #include "provider/tree.h"
 #include "support/test_platform.h"
@@ -34,6 +36,12 @@ std::string fileName(int file) { return "IMG_" + std::to_string(file) + ".jpeg";
 std::string filePath(int file) { return kFolder + fileName(file); }
 std::string contentsOf(int file) { return std::string(4096, static_cast<char>('A' + file % 26)); }
 std::string objectKey(int file) { return "photos/" + fileName(file); }
+
+/// Takes an object and keeps nothing of it.
+class Drain final : public BodySink {
+ public:
+  Result<Verdict> receive(std::span<const std::byte>) override { return Verdict::goOn; }
+};
 
 /// A domain of one Warp, and where everything that opens leave behind is kept.
 class Opens {
@@ -69,9 +77,9 @@ class Opens {
     const TovrinWarpRenterdConnectionSnapshot snapshot{worker_.address(), worker_.password(), {}};
     RenterdClient client(platform_);
     if (!client.probeAccounts(snapshot, {})) return false;
-    const auto object =
-        client.downloadObject(snapshot, {objectKey(file), std::nullopt, test_.scratch.path(), std::nullopt}, {});
-    return object && std::filesystem::remove(*object);
+    Drain drain;
+    const std::string key = objectKey(file);
+    return client.downloadObject(snapshot, {key, std::nullopt}, drain, {}).has_value();
   }
 
  private:
