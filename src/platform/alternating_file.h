@@ -29,8 +29,8 @@ class AlternatingFile {
 
   /// Keeps an existing file's mode, and makes missing folders. What is not disposable is read back before it gets the
   /// name, and must lead to it afterwards; else NSCocoaErrorDomain 512. On failure the previous file stays as it was,
-  /// and no other is left; only a folder that cannot be synced is found out too late for that. A link at `path` is
-  /// replaced.
+  /// and no other is left; a folder that cannot be synced, and a name that another process took at once, are found out
+  /// too late for that. A link at `path` is replaced.
   ///
   /// Returns the identity of the file, which is no other file's before the next call or the end of this object.
   Result<FileIdentity> replace(const std::filesystem::path& path, std::span<const std::string_view> pieces,
