@@ -66,6 +66,12 @@ std::string filledIn(std::string text, std::string_view place, std::string_view 
 }  // namespace
 
 NginxServer::NginxServer(std::string_view password) : password_(password) {
+  start();
+  // A signal to end that comes while nginx still starts can be slept through for ever.
+  waitForAnswer();
+}
+
+void NginxServer::start() {
   // nginx inherits a socket that listens already, as it does when it replaces its own binary: nobody can take the port
   // in between, and clients can connect at once.
   const LoopbackSocket socket = LoopbackSocket::listen();
@@ -100,14 +106,17 @@ void NginxServer::removeAccounts() { std::filesystem::remove(folder_ / "accounts
 
 std::vector<std::string> NginxServer::requests() const {
   // One worker with one loop: once it answers a later request, the earlier ones are in its log.
-  LoopbackSocket fence = LoopbackSocket::connect(port_);
-  fence.send("GET /test/fence HTTP/1.0\r\n\r\n");
-  fence.receiveUntilClosed();
-
+  waitForAnswer();
   std::istringstream log(readFile(folder_ / "access.log"));
   std::vector<std::string> lines;
   for (std::string line; std::getline(log, line);) lines.push_back(line);
   return lines;
+}
+
+void NginxServer::waitForAnswer() const {
+  const LoopbackSocket connection = LoopbackSocket::connect(port_);
+  connection.send("GET /test/fence HTTP/1.0\r\n\r\n");
+  connection.receiveUntilClosed();
 }
 
 void NginxServer::stop() { process_->end(); }

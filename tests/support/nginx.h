@@ -52,6 +52,8 @@ class NginxServer {
   void stop();
 
  private:
+  void start();
+  void waitForAnswer() const;
   std::filesystem::path objectPath(std::string_view bucket, std::string_view key) const;
 
   ScratchFolder folder_;
