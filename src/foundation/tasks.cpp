@@ -1,6 +1,6 @@
 #include "foundation/tasks.h"
 
-#include <atomic>
+#include <condition_variable>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -9,20 +9,40 @@
 
 namespace tovrin {
 
-struct TaskGroup::Task {
-  Task(std::function<void(std::stop_token)> work_, std::stop_source stop_)
-      : work(std::move(work_)), stop(std::move(stop_)) {}
-  ~Task() {
+namespace {
+
+/// About as many as run at once.
+constexpr std::size_t kMostIdle = 8;
+
+}  // namespace
+
+/// A thread and the task that it runs.
+struct TaskGroup::Worker {
+  Worker(TaskGroup& group_, std::function<void(std::stop_token)> work_, std::stop_source stop_)
+      : group(group_), work(std::move(work_)), stop(std::move(stop_)) {}
+  ~Worker() {
     if (thread.joinable()) thread.join();
   }
 
   void run() {
-    work(stop.get_token());
-    work = nullptr;  // what the work holds is let go when it ends, not when its thread is given back
-    if (outlivesGroup)
-      delete this;
-    else
-      finished.store(true);
+    do {
+      work(stop.get_token());
+      work = nullptr;  // what the work holds is let go when it ends, not when its thread is given back
+      if (outlivesGroup) {
+        delete this;
+        return;
+      }
+    } while (hasMore());
+  }
+
+  /// Waits for the next task; false when there is none, and then the thread ends.
+  bool hasMore() {
+    std::unique_lock hold(group.lock_);
+    isFinished = group.ends_ || group.idle_.size() >= kMostIdle;
+    if (isFinished) return false;
+    group.idle_.push_back(this);
+    woken.wait(hold, [this] { return work != nullptr || group.ends_; });
+    return work != nullptr;
   }
 
   bool isCurrent() const { return thread.get_id() == std::this_thread::get_id(); }
@@ -33,27 +53,34 @@ struct TaskGroup::Task {
     outlivesGroup = true;
   }
 
+  TaskGroup& group;
+  // While the worker is idle these belong to whoever holds the group's lock.
   std::function<void(std::stop_token)> work;
   std::stop_source stop;
-  std::atomic<bool> finished{false};
+  bool isFinished = false;
+  std::condition_variable woken;
+
   bool outlivesGroup = false;  ///< used on the task's own thread only
   std::thread thread;
 };
 
-TaskGroup::TaskGroup() = default;
+TaskGroup::TaskGroup() { idle_.reserve(kMostIdle); }
 
 TaskGroup::~TaskGroup() {
   // A task that is being stopped may still start another one, hence the loop.
   for (;;) {
-    std::list<std::unique_ptr<Task>> running;
+    std::list<std::unique_ptr<Worker>> running;
     {
       const std::lock_guard hold(lock_);
-      running.swap(tasks_);
+      ends_ = true;
+      running.swap(workers_);
+      idle_.clear();
     }
     if (running.empty()) return;
-    for (auto& task : running) {
-      task->stop.request_stop();
-      if (task->isCurrent()) task.release()->outliveGroup();
+    for (auto& worker : running) {
+      worker->stop.request_stop();
+      worker->woken.notify_one();
+      if (worker->isCurrent()) worker.release()->outliveGroup();
     }
   }
 }
@@ -62,13 +89,8 @@ std::stop_source TaskGroup::start(std::function<void(std::stop_token)> work) {
   std::stop_source stop(std::nostopstate);
   try {
     stop = std::stop_source();
-    std::list<std::unique_ptr<Task>> fresh;
-    fresh.push_back(std::make_unique<Task>(work, stop));
-    Task& task = *fresh.front();
     const auto finished = takeFinished();
-    const std::lock_guard hold(lock_);
-    task.thread = std::thread(&Task::run, &task);
-    tasks_.splice(tasks_.end(), fresh);
+    if (!giveToIdle(work, stop)) startWorker(work, stop);
     return stop;
   } catch (const std::system_error&) {  // no thread
   } catch (const std::bad_alloc&) {
@@ -77,14 +99,34 @@ std::stop_source TaskGroup::start(std::function<void(std::stop_token)> work) {
   return stop;
 }
 
-/// Destroying the result joins threads that have nothing left to do.
-std::list<std::unique_ptr<TaskGroup::Task>> TaskGroup::takeFinished() {
-  std::list<std::unique_ptr<Task>> finished;
+bool TaskGroup::giveToIdle(const std::function<void(std::stop_token)>& work, const std::stop_source& stop) {
   const std::lock_guard hold(lock_);
-  for (auto task = tasks_.begin(); task != tasks_.end();) {
-    const auto next = std::next(task);
-    if ((*task)->finished.load()) finished.splice(finished.end(), tasks_, task);
-    task = next;
+  if (idle_.empty()) return false;
+  Worker& worker = *idle_.back();
+  worker.work = work;
+  worker.stop = stop;
+  idle_.pop_back();
+  worker.woken.notify_one();
+  return true;
+}
+
+void TaskGroup::startWorker(const std::function<void(std::stop_token)>& work, const std::stop_source& stop) {
+  std::list<std::unique_ptr<Worker>> fresh;
+  fresh.push_back(std::make_unique<Worker>(*this, work, stop));
+  Worker& worker = *fresh.front();
+  const std::lock_guard hold(lock_);
+  worker.thread = std::thread(&Worker::run, &worker);
+  workers_.splice(workers_.end(), fresh);
+}
+
+/// Destroying the result joins threads that have nothing left to do.
+std::list<std::unique_ptr<TaskGroup::Worker>> TaskGroup::takeFinished() {
+  std::list<std::unique_ptr<Worker>> finished;
+  const std::lock_guard hold(lock_);
+  for (auto worker = workers_.begin(); worker != workers_.end();) {
+    const auto next = std::next(worker);
+    if ((*worker)->isFinished) finished.splice(finished.end(), workers_, worker);
+    worker = next;
   }
   return finished;
 }

@@ -5,14 +5,16 @@
 #include <memory>
 #include <mutex>
 #include <stop_token>
+#include <vector>
 
 #include "foundation/progress.h"
 
 namespace tovrin {
 
-/// The asynchronous operations of one owner, each on a thread of its own. Destroying the group asks every task that
-/// still runs to stop and waits for it, so a task may use whatever outlives the group. A task that lets go of the last
-/// hold on its own group is not waited for. Threads of finished tasks are given back when the next task starts.
+/// The asynchronous operations of one owner, each with a thread to itself while it runs. Destroying the group asks
+/// every task that still runs to stop and waits for it, so a task may use whatever outlives the group. A task that lets
+/// go of the last hold on its own group is not waited for. A few threads of finished tasks wait for the next ones:
+/// making a thread takes longer than some of the tasks. The others are given back when the next task starts.
 class TaskGroup {
  public:
   TaskGroup();
@@ -26,11 +28,15 @@ class TaskGroup {
   std::stop_source start(std::function<void(std::stop_token)> work);
 
  private:
-  struct Task;
-  std::list<std::unique_ptr<Task>> takeFinished();
+  struct Worker;
+  bool giveToIdle(const std::function<void(std::stop_token)>& work, const std::stop_source& stop);
+  void startWorker(const std::function<void(std::stop_token)>& work, const std::stop_source& stop);
+  std::list<std::unique_ptr<Worker>> takeFinished();
 
   std::mutex lock_;
-  std::list<std::unique_ptr<Task>> tasks_;
+  std::list<std::unique_ptr<Worker>> workers_;
+  std::vector<Worker*> idle_;
+  bool ends_ = false;
 };
 
 /// Starts `work` as a task that is also stopped by cancelling the progress, at any time from here on.
