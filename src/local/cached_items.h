@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,6 +77,9 @@ class CachedItemsJournal {
       std::string_view warpID, std::string_view relativePath,
       const std::function<TovrinWarpSharedCachedItemRecord(const TovrinWarpSharedCachedItemRecord* previous)>& change);
 
+  /// Does what the next save would begin with: for when nobody waits for a save.
+  void prepareNextSave();
+
   /// Whether a record of this item names a pending copy; false when the journal cannot be read. Costs a look at the
   /// file, and a hash probe when any edit waits; takes no lock that another process could hold.
   bool hasPendingWriteback(std::string_view warpID, std::string_view relativePath);
@@ -92,13 +97,16 @@ class CachedItemsJournal {
   };
 
   static Result<Place> locate(const Directories& directories);
+  Result<FileIdentity> replaceFile(std::span<const std::string_view> pieces, Durability durability);
 
   Platform platform_;
   const Result<Place> place_;
   DecodedFile<CachedItemRecords> file_;
 
-  // Whoever changes the journal only.
+  std::mutex replacing_;  ///< held while `onDisk_` is used
   AlternatingFile onDisk_;
+
+  // Whoever changes the journal only.
   std::unique_ptr<CachedItemsText> text_;                 ///< of the journal that was written here last
   std::weak_ptr<const CachedItemRecords> recordsOfText_;  ///< gone when the file has changed since
 };

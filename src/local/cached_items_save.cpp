@@ -67,7 +67,7 @@ Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability du
   std::string bytes;
   for (const std::string_view piece : pieces) bytes += piece;
   TOVRIN_TRY(CachedItemRecords decoded, decodedAgain(bytes, records, place_->warp));
-  const auto write = [&] { return onDisk_.replace(place_->file, pieces, durability); };
+  const auto write = [&] { return replaceFile(pieces, durability); };
   TOVRIN_TRY(recordsOfText_, file_.remember(place_->file, write, std::move(decoded)));
   text_ = std::move(text);
   return {};
@@ -87,7 +87,7 @@ Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::option
   TOVRIN_CHECK(decodedAgain(alone, {record}, place_->warp));
   if (leftOut) text->erase(*leftOut);
   text->append(record);
-  const auto write = [&] { return onDisk_.replace(place_->file, text->pieces(updatedAt), durability); };
+  const auto write = [&] { return replaceFile(text->pieces(updatedAt), durability); };
   const auto change = [&](CachedItemRecords& kept) {
     if (leftOut) kept.erase(*leftOut);
     kept.append(std::move(record));
@@ -97,6 +97,16 @@ Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::option
   recordsOfText_ = changed;
   text_ = std::move(text);
   return {};
+}
+
+Result<FileIdentity> CachedItemsJournal::replaceFile(std::span<const std::string_view> pieces, Durability durability) {
+  const std::scoped_lock hold(replacing_);
+  return onDisk_.replace(place_->file, pieces, durability);
+}
+
+void CachedItemsJournal::prepareNextSave() {
+  const std::unique_lock hold(replacing_, std::try_to_lock);
+  if (hold) onDisk_.emptySpare();
 }
 
 }  // namespace tovrin

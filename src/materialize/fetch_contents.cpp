@@ -87,6 +87,8 @@ class Fetch {
       progress_->setCompletedUnitCount(kTotalUnits);
       completion_(std::nullopt, nullptr, delivery.error());
     }
+    // By the tree, which this holds: the completion may have let go of everything else.
+    context_.tree->journal()->prepareNextSave();
   }
 
  private:

@@ -36,6 +36,10 @@ class AlternatingFile {
   Result<FileIdentity> replace(const std::filesystem::path& path, std::span<const std::string_view> pieces,
                                Durability durability);
 
+  /// Does what the next `replace` of what is not disposable would begin with: for when nobody waits. Emptying a file
+  /// that was brought to disk takes longer than filling it.
+  void emptySpare();
+
   /// Whether what `replace` wrote last, to this path and without failing, is there still.
   bool isAt(const std::filesystem::path& path) const;
 

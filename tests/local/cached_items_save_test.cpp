@@ -83,6 +83,16 @@ TEST_F(CachedItemsSave, leavesNothingBesideTheFile) {
   EXPECT_EQ(countFiles(platform_.warpDirectory()), 1U);
 }
 
+TEST_F(CachedItemsSave, leavesTheFileAsItIsWhenItPreparesTheNextSave) {
+  journal_.prepareNextSave();
+  for (const char* path : {"/x", "/y", "/z"}) {
+    const Records records{someRecord(path)};
+    ASSERT_TRUE(journal_.save(records, Durability::ordinary).has_value());
+    journal_.prepareNextSave();
+    EXPECT_EQ(CachedItemsJournal(platform_.platform()).load(), records);
+  }
+}
+
 TEST_F(CachedItemsSave, replacesTheFileInsteadOfWritingIntoIt) {
   ASSERT_TRUE(journal_.save({someRecord("/x")}).has_value());
   const auto kept = platform_.scratch / "old";

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 
 #include "materialize/fetch_fixture.h"
@@ -42,6 +44,21 @@ TEST_F(FetchJournal, recordsTheDeliveredFile) {
   EXPECT_EQ(record.materializedBirthTimeNanoseconds, attributes.birthTimeNanoseconds);
   EXPECT_EQ(record.modifiedAt, std::nullopt);
   EXPECT_EQ(record.pendingWritebackFilePath, std::nullopt);
+}
+
+TEST_F(FetchJournal, isReadyForTheNextRecordOnceTheFileIsDelivered) {
+  const auto readyFiles = [&] {
+    return std::ranges::count_if(std::filesystem::directory_iterator(test.warpDirectory()), [](const auto& file) {
+      return file.path().extension() == ".partial" && file.file_size() == 0;
+    });
+  };
+  ASSERT_TRUE(fetch(kFile).file);
+  EXPECT_EQ(readyFiles(), 0) << "the first record made the only file";
+  ASSERT_TRUE(fetch(kFile).file);
+  EXPECT_EQ(readyFiles(), 1);
+  ASSERT_TRUE(fetch(kFile).file);
+  EXPECT_EQ(readyFiles(), 1);
+  EXPECT_EQ(onlyRecord().relativePath, kFile);
 }
 
 TEST_F(FetchJournal, neverForgetsAnEdit) {

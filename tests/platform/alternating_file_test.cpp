@@ -6,6 +6,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <span>
@@ -70,6 +72,27 @@ TEST_P(Alternating, takesTwoFilesForAnyNumberOfTurns) {
     EXPECT_LE(filesInScratch(), 2u);
   }
   EXPECT_EQ(inodes.size(), 2u);
+}
+
+TEST_P(Alternating, emptiesTheFileOfTheNextTurn) {
+  file_->emptySpare();  // there is none yet
+  ASSERT_TRUE(replace("first").has_value());
+  ASSERT_TRUE(replace("second").has_value());
+  file_->emptySpare();
+  EXPECT_EQ(readFile(spare()), "");
+  EXPECT_EQ(readFile(path_), "second");
+  const std::uint64_t waiting = fileAttributes(spare())->identity.inode;
+  ASSERT_TRUE(replace("third").has_value());
+  EXPECT_EQ(readFile(path_), "third");
+  EXPECT_EQ(inode(), waiting);
+}
+
+TEST_P(Alternating, doesNotEmptyWhatSomebodyHasOpen) {
+  ASSERT_TRUE(replace("first").has_value());
+  std::ifstream reader(path_);
+  ASSERT_TRUE(replace("second").has_value());
+  file_->emptySpare();
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "first");
 }
 
 TEST_P(Alternating, leavesOneFileWhenItEnds) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "platform/posix/file_descriptor.h"
@@ -31,10 +32,14 @@ bool isNamed(const FileHandle& file, const std::filesystem::path& path) {
          own.st_ino == named.st_ino;
 }
 
+int makeEmpty(const FileHandle& file) {
+  if (::lseek(file.descriptor(), 0, SEEK_END) == 0) return 0;
+  return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
+}
+
 /// File systems that bring data to disk before the names that lead to it do that for new blocks only.
 int emptyForNewBlocks(const FileHandle& file, Durability durability) {
-  if (durability != Durability::ordinary) return 0;
-  return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
+  return durability == Durability::ordinary ? makeEmpty(file) : 0;
 }
 
 bool isFolder(const std::filesystem::path& path) {
@@ -87,6 +92,12 @@ Result<FileIdentity> AlternatingFile::replace(const std::filesystem::path& path,
   const bool isInPlace = identity_ && (durability == Durability::disposable || isAt(path));
   if (!isInPlace) return failure(fileError(EIO, FileOperation::create, path));
   return *identity_;
+}
+
+void AlternatingFile::emptySpare() {
+  if (!spare_ || !takeForWriting(*spare_)) return;
+  std::ignore = makeEmpty(*spare_);  // what fails is tried again when it matters
+  endLease(spare_->descriptor());
 }
 
 bool AlternatingFile::isAt(const std::filesystem::path& path) const {
