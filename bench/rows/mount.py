@@ -129,6 +129,7 @@ class Bench:
         self.programs, self.folder = programs, folder
         self.files, self.objects = os.path.join(folder, "files"), os.path.join(folder, "objects")
         self.container, self.image = os.path.join(folder, "container"), os.path.join(folder, "image")
+        self.mounts = 0
 
     def prepare(self):
         say("making the files")
@@ -139,7 +140,8 @@ class Bench:
         self.big_object = object_of_big(self.objects)
 
     def state(self):
-        return os.path.join(self.folder, "state")
+        self.mounts += 1
+        return os.path.join(self.folder, f"state {self.mounts}")
 
     def measure_tovrin(self):
         with peers.tovrin(self.programs, self.state(), self.container) as (mountpoint, _):

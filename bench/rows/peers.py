@@ -1,13 +1,13 @@
 """The file systems that are compared, each as a context that is one fresh mount, and what they download from."""
 import contextlib
 import os
-import shutil
 import signal
 import socket
 import subprocess
 import time
 
 PATIENCE_SECONDS = 60
+LARGE_BYTES = 1 << 20
 ACCOUNTS = "[" + ",".join(['{"id":"a","balance":1,"drift":0,"requiresSync":false}'] * 10) + "]"
 
 # Answers as a worker does, except that it takes every password; beside that, the files as folders to be listed.
@@ -92,10 +92,18 @@ def nginx(folder, objects, files):
             yield address
 
 
+def remove_large_files(folder):
+    for parent, _, names in os.walk(folder):
+        for path in (os.path.join(parent, name) for name in names):
+            if os.lstat(path).st_size > LARGE_BYTES:
+                os.remove(path)
+
+
 @contextlib.contextmanager
 def mounted(name, folder, command, environment=None):
-    """The mountpoint and the process of a mount with all its state in a folder that is made and removed."""
-    os.makedirs(folder)
+    """The mountpoint and the process of a mount with all its state in a new folder. Of that the large files are removed
+    at the end; to make a file among many that were just removed takes a file system long, which the next mount would
+    pay for."""
     mountpoint = os.path.join(folder, "mount")
     os.makedirs(mountpoint)
     try:
@@ -110,7 +118,7 @@ def mounted(name, folder, command, environment=None):
                 subprocess.run(["fusermount3", "-u", "-q", "-z", mountpoint], check=False)
                 process.wait(PATIENCE_SECONDS)
     finally:
-        shutil.rmtree(folder)
+        remove_large_files(folder)
 
 
 def tovrin(programs, folder, container):
