@@ -230,11 +230,12 @@ template <CodedRecord Record>
 class MetFields {
  public:
   bool isNew(std::size_t index) {
-    const bool isNew = (met_ >> index & 1) == 0;
-    met_ |= std::uint64_t{1} << index;
-    return isNew;
+    const std::uint64_t field = std::uint64_t{1} << index;
+    if ((met_ & field) != 0) return false;
+    met_ |= field;
+    return true;
   }
-  void hasValue(std::size_t index) { valued_ |= std::uint64_t{1} << index; }
+  void isNull(std::size_t index) { null_ |= std::uint64_t{1} << index; }
   void hasProblem(std::size_t index, Status problem) {
     if (index >= problemAt_) return;
     problemAt_ = index;
@@ -243,28 +244,38 @@ class MetFields {
 
   /// Keeps what was decoded, fills in the rest and checks the rules, in the order of the list.
   Status complete(Record& out, Context& context) {
-    Status status = nullptr;
-    std::size_t index = 0;
-    const auto isFine = [&](const auto& item) {
-      if constexpr (isCodingRule<std::remove_cvref_t<decltype(item)>>) {
-        if (!item.holds(std::as_const(out))) [[unlikely]]
-          status = under(item.key, context.failed(DecodingFailure::Kind::dataCorrupted, std::string(item.message)));
-      } else {
-        status = completeField(item, index++, out, context);
-      }
-      return !status;
-    };
-    std::apply([&](const auto&... items) { std::ignore = (isFine(items) && ...); }, RecordCoding<Record>::fields);
-    return status;
+    return [&]<std::size_t... position>(std::index_sequence<position...>) {
+      Status status = nullptr;
+      std::ignore = (... && !(status = completeItem<position>(out, context)));
+      return status;
+    }(std::make_index_sequence<std::tuple_size_v<List>>());
   }
 
  private:
   static_assert(fieldCount<Record> <= 64);
 
-  template <class Item>
-  Status completeField(const Item& item, std::size_t index, Record& out, Context& context) {
+  using List = std::remove_cvref_t<decltype(RecordCoding<Record>::fields)>;
+
+  template <std::size_t position>
+  static constexpr std::size_t fieldsBefore = []<std::size_t... before>(std::index_sequence<before...>) {
+    return (std::size_t{0} + ... + (isCodingRule<std::tuple_element_t<before, List>> ? 0 : 1));
+  }(std::make_index_sequence<position>());
+
+  template <std::size_t position>
+  Status completeItem(Record& out, Context& context) const {
+    constexpr auto& item = std::get<position>(RecordCoding<Record>::fields);
+    if constexpr (isCodingRule<std::tuple_element_t<position, List>>) {
+      if (item.holds(std::as_const(out))) return nullptr;
+      return under(item.key, context.failed(DecodingFailure::Kind::dataCorrupted, std::string(item.message)));
+    } else {
+      return completeField<fieldsBefore<position>>(item, out, context);
+    }
+  }
+
+  template <std::size_t index, class Item>
+  Status completeField(const Item& item, Record& out, Context& context) const {
     if (index == problemAt_) return under(item.key, problem_);
-    if ((valued_ >> index & 1) != 0) {
+    if (((met_ & ~null_) >> index & 1) != 0) {
       if constexpr (!RareField<Item>) keepText(out.*item.member, context);
     } else if constexpr (requires { item.defaultValue; }) {
       out.*item.member = item.defaultValue(std::as_const(out));
@@ -276,7 +287,7 @@ class MetFields {
   }
 
   std::uint64_t met_ = 0;
-  std::uint64_t valued_ = 0;
+  std::uint64_t null_ = 0;
   std::size_t problemAt_ = fieldCount<Record>;
   Status problem_ = nullptr;
 };
@@ -301,9 +312,11 @@ Status decodeRecord(ondemand::object& object, Record& out, Context& context, Key
       continue;
     }
     const FieldDecoding<Record>& field = fieldDecodings<Record>[index];
-    if (located.kind == ValueKind::null && field.mayBeNull && located.token == "null") continue;
+    if (located.kind == ValueKind::null && field.mayBeNull && located.token == "null") {
+      fields.isNull(index);
+      continue;
+    }
     Status problem = field.decode(next.value(), located, out, context);
-    fields.hasValue(index);
     if (problem) [[unlikely]] {
       if (problem->malformed && field.isComposite) return problem;
       fields.hasProblem(index, problem);
