@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
+
+#include "foundation/character_block.h"
 
 namespace tovrin {
 
@@ -92,15 +93,11 @@ std::string hexEncode(std::span<const std::byte> bytes) {
 }
 
 bool isASCII(std::string_view text) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  std::uint64_t bits = 0;
-  for (; text.size() >= sizeof bits; text.remove_prefix(sizeof bits)) {
-    std::uint64_t eightBytes = 0;
-    std::memcpy(&eightBytes, text.data(), sizeof eightBytes);
-    bits |= eightBytes;
-  }
-  for (const char c : text) bits |= static_cast<unsigned char>(c);
-  return (bits & kHighBits) == 0;
+  if (text.size() < sizeof(CharacterBlock))
+    return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  CharacterBlock bits{};
+  forEachBlock(text, [&](const char* block) { bits |= blockAt(block); });
+  return !holdsAnywhere(bits < 0);
 }
 
 bool isValidUTF8(std::string_view bytes) { return simdjson::validate_utf8(bytes.data(), bytes.size()); }

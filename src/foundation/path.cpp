@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "foundation/character_block.h"
 #include "foundation/encoding.h"
 
 namespace tovrin {
@@ -13,18 +14,33 @@ using namespace std::string_view_literals;
 
 bool isDots(std::string_view name) { return name == "." || name == ".."; }
 
-/// Whether no piece between the "/"s of `text` is empty, "." or "..".
+bool containsNUL(std::string_view text) { return text.find('\0') != std::string_view::npos; }
+
+/// Nearly every text that has only plain pieces is told by looking at pairs of characters: no "/" is followed by a "/"
+/// or a ".".
+bool hasOnlyPlainPairs(std::string_view text) {
+  if (text.size() <= sizeof(CharacterBlock)) return false;
+  CharacterBlock isOdd{};
+  forEachBlock(text.substr(0, text.size() - 1), [&](const char* block) {
+    const CharacterBlock characters = blockAt(block);
+    const CharacterBlock following = blockAt(block + 1);
+    isOdd |= (characters == '\0') | ((characters == '/') & ((following == '/') | (following == '.')));
+  });
+  return !holdsAnywhere(isOdd) && text.front() != '/' && text.front() != '.' && text.back() != '/' &&
+         text.back() != '\0';
+}
+
+/// Whether no piece between the "/"s of `text` is empty, "." or "..", or has a NUL.
 bool hasOnlyPlainPieces(std::string_view text) {
+  if (hasOnlyPlainPairs(text)) return true;
   for (std::size_t start = 0; start <= text.size();) {
     const std::size_t end = std::min(text.find('/', start), text.size());
     const std::string_view piece = text.substr(start, end - start);
-    if (piece.empty() || isDots(piece)) return false;
+    if (piece.empty() || isDots(piece) || containsNUL(piece)) return false;
     start = end + 1;
   }
   return true;
 }
-
-bool containsNUL(std::string_view text) { return text.find('\0') != std::string_view::npos; }
 
 std::string_view withoutTrailingSlashes(std::string_view path) {
   return path.substr(0, path.find_last_not_of('/') + 1);
@@ -53,11 +69,10 @@ void removeLastComponent(std::string& path, std::size_t root) {
 }  // namespace
 
 bool isCanonicalAbsolutePath(std::string_view path) {
-  if (!path.starts_with('/') || containsNUL(path)) return false;
-  return path.size() == 1 || hasOnlyPlainPieces(path.substr(1));
+  return path.starts_with('/') && (path.size() == 1 || hasOnlyPlainPieces(path.substr(1)));
 }
 
-bool isSafeRelativeObjectKey(std::string_view key) { return hasOnlyPlainPieces(key) && !containsNUL(key); }
+bool isSafeRelativeObjectKey(std::string_view key) { return hasOnlyPlainPieces(key); }
 
 std::string standardizedPath(std::string_view path) {
   if (isCanonicalAbsolutePath(path)) return std::string(path);

@@ -1,11 +1,11 @@
 #include "shared/manifest_rules.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <unordered_set>
 
+#include "foundation/character_block.h"
 #include "foundation/encoding.h"
 #include "foundation/path.h"
 #include "platform/text.h"
@@ -103,21 +103,15 @@ bool isSupportedVersion(std::int64_t version) { return version >= 1 && version <
 
 bool isSHA256Hex(std::string_view text) {
   if (text.size() != 64) return false;
-  // Eight characters at a time; each byte's highest bit tells about its character.
-  constexpr std::uint64_t kOnes = 0x0101010101010101;
-  const auto isAtLeast = [](std::uint64_t characters, std::uint64_t limit) {
-    return characters + (0x80 - limit) * kOnes;
-  };
-  std::uint64_t isHex = ~std::uint64_t{0};
-  for (std::size_t at = 0; at < text.size(); at += sizeof(std::uint64_t)) {
-    std::uint64_t characters = 0;
-    std::memcpy(&characters, text.data() + at, sizeof characters);
-    const std::uint64_t lowerCase = characters | 0x20 * kOnes;
-    const std::uint64_t isDigit = isAtLeast(characters, '0') & ~isAtLeast(characters, '9' + 1);
-    const std::uint64_t isLetter = isAtLeast(lowerCase, 'a') & ~isAtLeast(lowerCase, 'f' + 1);
-    isHex &= (isDigit | isLetter) & ~characters;
-  }
-  return (isHex & 0x80 * kOnes) == 0x80 * kOnes;
+  CharacterBlock isHex = ~CharacterBlock{};
+  forEachBlock(text, [&](const char* block) {
+    const CharacterBlock characters = blockAt(block);
+    const CharacterBlock lowerCase = characters | 0x20;
+    const CharacterBlock isDigit = (characters >= '0') & (characters <= '9');
+    const CharacterBlock isLetter = (lowerCase >= 'a') & (lowerCase <= 'f');
+    isHex &= isDigit | isLetter;
+  });
+  return !holdsAnywhere(~isHex);
 }
 
 bool isSafePart(const TovrinWarpSharedPayloadPart& part) {

@@ -135,6 +135,27 @@ TEST(JSONDecoder, findsAKeySpelledWithEscapes) {
   EXPECT_EQ(leaf->name, "x");
 }
 
+TEST(JSONDecoder, findsAnEscapeWhereverItStandsInAText) {
+  for (std::size_t size = 0; size < 50; ++size) {
+    for (std::size_t at = 0; at <= size; ++at) {
+      const std::string before(at, 'x');
+      const std::string behind(size - at, 'x');
+      const auto leaf = decodeJSON<Leaf>("{\"name\":\"" + before + "\\n" + behind + "\"}");
+      ASSERT_TRUE(leaf);
+      ASSERT_EQ(leaf->name, before + "\n" + behind);
+    }
+  }
+}
+
+TEST(JSONDecoder, leavesATextAloneThatAnEscapeFollows) {
+  for (std::size_t size = 0; size < 20; ++size) {
+    const std::string name(size, 'x');
+    const auto leaf = decodeJSON<Leaf>("{\"name\":\"" + name + "\",\"\\n\":1}");
+    ASSERT_TRUE(leaf);
+    ASSERT_EQ(leaf->name, name);
+  }
+}
+
 TEST(JSONDecoder, skipsUnknownKeysWhateverTheyHold) {
   EXPECT_TRUE(decodeJSON<Leaf>(
       R"({"a":[1,{"b":[]}],"c":"\ud800","d":1000000000000000000000000,"e":-5e-999,"name":"x","f":null})"));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,29 @@ TEST(SafeRelativeObjectKey, rejectsKeysThatLeaveTheirPlace) {
   for (const auto key : {""sv, "/"sv, "/a"sv, "a//b"sv, "a/"sv, "./a"sv, "."sv, ".."sv, "a/../b"sv, "a/.."sv, "../a"sv,
                          "manifests//w1.json"sv, "/manifests/w1.json"sv, "manifests/../w1.json"sv, "a\0b"sv, "\0"sv}) {
     EXPECT_FALSE(isSafeRelativeObjectKey(key)) << key;
+  }
+}
+
+/// Piece by piece, as the rule is told.
+bool hasOnlyPlainPieces(const std::string& text) {
+  std::istringstream pieces(text + "/");
+  for (std::string piece; std::getline(pieces, piece, '/');) {
+    if (piece.empty() || piece == "." || piece == ".." || piece.contains('\0')) return false;
+  }
+  return true;
+}
+
+TEST(SafeRelativeObjectKey, isSafeOrNotWhereverItsOddPieceStands) {
+  constexpr auto kAlphabet = "/.a\0"sv;
+  for (std::size_t size = 3; size < 40; ++size) {
+    for (std::size_t odd = 0; odd < 64; ++odd) {
+      for (std::size_t at = 0; at + 3 <= size; ++at) {
+        std::string key(size, 'x');
+        for (std::size_t i = 0; i < 3; ++i) key[at + i] = kAlphabet[odd >> 2 * i & 3];
+        ASSERT_EQ(isSafeRelativeObjectKey(key), hasOnlyPlainPieces(key)) << key;
+        ASSERT_EQ(isCanonicalAbsolutePath("/" + key), hasOnlyPlainPieces(key)) << key;
+      }
+    }
   }
 }
 

@@ -161,6 +161,17 @@ TEST(ManifestRules, acceptChecksumsOfExactlySixtyFourHexadecimalDigits) {
   }
 }
 
+TEST(ManifestRules, takeNothingButHexadecimalDigitsAnywhereInAChecksum) {
+  constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
+  for (int c = 0; c < 256; ++c) {
+    for (std::size_t at = 0; at < kChecksum.size(); ++at) {
+      std::string checksum = kChecksum;
+      checksum[at] = static_cast<char>(c);
+      ASSERT_EQ(isSHA256Hex(checksum), kDigits.contains(static_cast<char>(c))) << c << " at " << at;
+    }
+  }
+}
+
 TEST(ManifestRules, refuseUnsafePayloadParts) {
   EntrySpec entry = entryAt("/Users/ann/Photos/a");
   entry.payloadParts = {{"k", 9223372036854775807, 0, {}}};

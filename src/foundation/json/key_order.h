@@ -4,15 +4,14 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <numeric>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 
+#include "foundation/character_block.h"
 #include "foundation/json/coding.h"
 
 namespace tovrin::json {
@@ -25,40 +24,34 @@ inline constexpr auto keysOf =
     std::apply([](const auto&... fields) { return std::array<std::string_view, sizeof...(fields)>{fields.key...}; },
                fieldsOf<Record>);
 
-/// A key with the quote behind it, to be compared a few words at a time without a branch between them.
-template <std::size_t words>
+/// A key with the quote behind it, to be compared a few blocks at a time without a branch between them.
+template <std::size_t blocks>
 class SpelledKey {
  public:
-  static constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
-
   constexpr explicit SpelledKey(std::string_view key) {
-    std::array<char, words * kWordBytes> text{};
-    std::array<char, words * kWordBytes> mask{};
-    std::ranges::copy(key, text.begin());
-    text[key.size()] = '"';
-    std::fill_n(mask.begin(), key.size() + 1, '\xFF');
-    text_ = std::bit_cast<Words>(text);
-    mask_ = std::bit_cast<Words>(mask);
+    std::ranges::copy(key, text_.begin());
+    text_[key.size()] = '"';
+    std::fill_n(mask_.begin(), key.size() + 1, '\xFF');
   }
 
-  /// Reads all the words.
+  /// Reads all the blocks.
   bool isAt(const char* raw) const {
-    Words there;
-    std::memcpy(there.data(), raw, sizeof there);
-    std::uint64_t difference = 0;
-    for (std::size_t word = 0; word < words; ++word) difference |= (there[word] ^ text_[word]) & mask_[word];
-    return difference == 0;
+    CharacterBlock difference{};
+    for (std::size_t at = 0; at < text_.size(); at += sizeof difference)
+      difference |= (blockAt(raw + at) ^ blockAt(&text_[at])) & blockAt(&mask_[at]);
+    return !holdsAnywhere(difference);
   }
 
  private:
-  using Words = std::array<std::uint64_t, words>;
-  Words text_{};
-  Words mask_{};
+  using Text = std::array<char, blocks * sizeof(CharacterBlock)>;
+  alignas(CharacterBlock) Text text_{};
+  alignas(CharacterBlock) Text mask_{};
 };
 
 template <CodedRecord Record>
 inline constexpr auto spelledKeys = [] {
-  using Key = SpelledKey<std::ranges::max(keysOf<Record>, {}, &std::string_view::size).size() / 8 + 1>;
+  using Key =
+      SpelledKey<std::ranges::max(keysOf<Record>, {}, &std::string_view::size).size() / sizeof(CharacterBlock) + 1>;
   static_assert(sizeof(Key) <= 2 * simdjson::SIMDJSON_PADDING);
   return std::apply([](const auto&... fields) { return std::array{Key(fields.key)...}; }, fieldsOf<Record>);
 }();

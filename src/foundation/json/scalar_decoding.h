@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <concepts>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
+#include "foundation/character_block.h"
 #include "foundation/date.h"
 #include "foundation/json/coding.h"
 #include "foundation/json/located.h"
@@ -50,10 +50,16 @@ inline std::string_view unescaped(ondemand::value& value, Context& context, Stat
   if (value.get_string().get(text)) status = context.malformed();
   return text;
 }
+/// Looks at a few characters behind the text too, which the document is padded for: true for one of those does no harm.
+inline bool mayHaveEscapes(const char* text, std::size_t size) {
+  CharacterBlock isEscape{};
+  for (std::size_t at = 0; at < size; at += sizeof isEscape) isEscape |= blockAt(text + at) == '\\';
+  return holdsAnywhere(isEscape);
+}
 inline std::string_view textOf(ondemand::value& value, const Located& located, Context& context, Status& status) {
   const char* const begin = located.token.data() + 1;
   const std::size_t size = located.token.size() - 2;
-  if (std::memchr(begin, '\\', size) != nullptr) return unescaped(value, context, status);
+  if (mayHaveEscapes(begin, size)) return unescaped(value, context, status);
   return {begin, size};
 }
 
