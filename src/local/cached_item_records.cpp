@@ -1,6 +1,7 @@
 #include "local/cached_item_records.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <tuple>
 #include <utility>
@@ -49,6 +50,8 @@ struct RecordCoding<TovrinWarpSharedCachedItemsState> {
 namespace {
 
 bool isFiniteIfPresent(const std::optional<Date>& date) { return !date || date->isFinite(); }
+
+bool cutToWholeSecondsIfPresent(std::optional<Date>& date) { return !date || cutToWholeSeconds(*date); }
 
 /// What the path of every pending copy begins with.
 std::string pendingCopyPrefix(const WarpDirectory& warp) {
@@ -120,12 +123,15 @@ bool CachedItemRecords::add(Record record) {
 
 void CachedItemRecords::append(Record record) { add(std::move(record)); }
 
-void CachedItemRecords::erase(std::size_t position) {
-  const Record& record = at(position);
-  if (hasPendingCopy(record)) --pendingCopies_;
-  if (isProtected(record)) --protectedCount_;
-  byIdentity_.erase(canonicalForm(recordIdentity(record.warpID, record.relativePath)));
-  stored_.erase(std::next(stored_.begin(), static_cast<std::ptrdiff_t>(position)));
+void CachedItemRecords::erase(const std::set<std::size_t>& positions) {
+  for (const std::size_t position : positions) {
+    const Record& record = at(position);
+    if (hasPendingCopy(record)) --pendingCopies_;
+    if (isProtected(record)) --protectedCount_;
+    byIdentity_.erase(canonicalForm(recordIdentity(record.warpID, record.relativePath)));
+    stored_[position].reset();
+  }
+  std::erase(stored_, nullptr);
 }
 
 std::vector<CachedItemRecords::Record> CachedItemRecords::all() const {
@@ -158,6 +164,18 @@ bool CachedItemRecords::namesPendingCopy(std::string_view path) const {
     return stored->record.pendingWritebackFilePath && *stored->record.pendingWritebackFilePath == path;
   });
 }
+
+bool cutToWholeSeconds(Date& date) {
+  date.secondsSince1970 = std::floor(date.secondsSince1970);
+  return date.isFinite();
+}
+
+bool cutToWholeSeconds(TovrinWarpSharedCachedItemRecord& record) {
+  return cutToWholeSeconds(record.cachedAt) && cutToWholeSecondsIfPresent(record.modifiedAt) &&
+         cutToWholeSecondsIfPresent(record.recoveryCheckpointPendingSince);
+}
+
+NSError cannotBeJournalled() { return NSError::cocoa(CocoaErrorCode::fileWriteUnknown); }
 
 std::string encodeCachedItem(const TovrinWarpSharedCachedItemRecord& record) { return encodeJSON(record); }
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -49,7 +50,7 @@ class CachedItemRecords {
   /// No record that is not protected was cached before this.
   Date oldest() const { return oldest_; }
 
-  void erase(std::size_t position);
+  void erase(const std::set<std::size_t>& positions);
   /// At the end of the file. The record is valid, and the first of its identity.
   void append(Record record);
 
@@ -73,6 +74,12 @@ class CachedItemRecords {
 
 std::string encodeCachedItems(const TovrinWarpSharedCachedItemsState& state);
 std::string encodeCachedItem(const TovrinWarpSharedCachedItemRecord& record);
+
+/// The date as the file can hold it, and all of a record. False when it cannot.
+bool cutToWholeSeconds(Date& date);
+bool cutToWholeSeconds(TovrinWarpSharedCachedItemRecord& record);
+/// What would not read back as it was written.
+NSError cannotBeJournalled();
 
 /// The record's edit waits for upload.
 bool hasPendingCopy(const TovrinWarpSharedCachedItemRecord& record);

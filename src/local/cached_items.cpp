@@ -1,10 +1,12 @@
 #include "local/cached_items.h"
 
-#include <algorithm>
-#include <iterator>
+#include <exception>
+#include <future>
 #include <utility>
 
+#include "foundation/caught.h"
 #include "local/cached_item_records.h"
+#include "local/cached_items_draft.h"
 #include "local/cached_items_text.h"
 #include "platform/text.h"
 #include "shared/mutation_lock.h"
@@ -14,29 +16,6 @@ namespace tovrin {
 namespace {
 
 using Record = TovrinWarpSharedCachedItemRecord;
-
-constexpr double kLongestAgeSeconds = 30.0 * 24 * 60 * 60;
-
-bool isKept(const Record& record, Date now) {
-  return isProtected(record) || record.cachedAt >= now + -kLongestAgeSeconds;
-}
-
-/// Whether no record is too old.
-bool isKeptWhole(const CachedItemRecords& records, Date now) { return records.oldest() >= now + -kLongestAgeSeconds; }
-
-bool isOf(const Record& record, std::string_view warpID, std::string_view relativePath) {
-  return canonicallyEqual(recordIdentity(record.warpID, record.relativePath), recordIdentity(warpID, relativePath));
-}
-
-std::vector<Record> keptRecords(const CachedItemRecords& records, Date now,
-                                std::optional<std::size_t> leftOut = std::nullopt) {
-  std::vector<Record> kept;
-  kept.reserve(records.count() + 1);
-  for (std::size_t position = 0; position < records.count(); ++position) {
-    if (position != leftOut && isKept(records.at(position), now)) kept.push_back(records.at(position));
-  }
-  return kept;
-}
 
 auto decodingIn(const WarpDirectory& warp) {
   return [&warp](const std::string& bytes) { return CachedItemRecords::decode(bytes, warp); };
@@ -66,33 +45,47 @@ Result<std::shared_ptr<const CachedItemRecords>> CachedItemsJournal::records() {
 
 Result<std::vector<Record>> CachedItemsJournal::load() {
   TOVRIN_TRY(const auto decoded, records());
-  return keptRecords(*decoded, platform_.clock.now());
+  return CachedItemsDraft(*decoded, platform_.clock.now()).records();
 }
 
 Result<void> CachedItemsJournal::replaceRecord(std::string_view warpID, std::string_view relativePath,
-                                               const std::function<Record(const Record* previous)>& change) {
-  TOVRIN_TRY(const TovrinWarpSharedMutationLock hold, acquireCachedItemsLock(platform_));
+                                               const CachedItemReplacement& replacement) {
+  CachedItemChange change{warpID, relativePath, replacement, {}};
+  std::future<Result<void>> outcome = change.outcome.get_future();
+  waiting_.add(change);
+  const auto hold = caught([&] { return acquireCachedItemsLock(platform_); });
+  if (hold) {
+    makeAll(waiting_.takeAll());
+  } else if (waiting_.withdraw(change)) {
+    return failure(hold.error());
+  }
+  return outcome.get();
+}
+
+void CachedItemsJournal::makeAll(std::span<CachedItemChange* const> changes) {
+  const bool areMade = changes.size() > 1 && caught([&] { return make(changes); });
+  for (CachedItemChange* const& change : changes) {
+    // Whoever waits for it may be gone, and the change too, as soon as it is told.
+    std::promise<Result<void>> outcome = std::move(change->outcome);
+    try {
+      outcome.set_value(areMade ? Result<void>() : make(std::span(&change, 1)));
+    } catch (...) {
+      outcome.set_exception(std::current_exception());
+    }
+  }
+}
+
+Result<void> CachedItemsJournal::make(std::span<CachedItemChange* const> changes) {
   TOVRIN_TRY(SharedRecords decoded, records());
-  const Date now = platform_.clock.now();
-  // Identities are unique in a valid file, so there is at most one.
-  const std::optional<std::size_t> position = decoded->positionOf(warpID, relativePath);
-  const Record* previous = position && isKept(decoded->at(*position), now) ? &decoded->at(*position) : nullptr;
-  Record record = change(previous);
+  CachedItemsDraft draft(*decoded, platform_.clock.now());
+  for (const CachedItemChange* change : changes) TOVRIN_CHECK(draft.make(*change));
 
   // A journal that names an edit, or stops naming one, must outlive a crash of the machine; one that only says what was
   // opened need not, and every open would pay for it.
-  const bool concernsEdits = decoded->protectedCount() > 0 || isProtected(record);
-  const Durability durability = concernsEdits ? Durability::durable : Durability::ordinary;
-  if (recordsOfText_.lock() == decoded && isKeptWhole(*decoded, now) && !isProtected(record) &&
-      isOf(record, warpID, relativePath)) {
-    const bool isFull = decoded->count() == kMostCachedItemRecords;
-    const std::optional<std::size_t> leftOut = position || !isFull ? position : decoded->protectedCount();
-    if (leftOut != kMostCachedItemRecords)
-      return saveReplaced(std::move(decoded), leftOut, std::move(record), durability);
-  }
-  std::vector<Record> changed = keptRecords(*decoded, now, position);
-  changed.push_back(std::move(record));
-  return save(std::move(changed), durability);
+  const Durability durability = draft.concernsEdits() ? Durability::durable : Durability::ordinary;
+  if (recordsOfText_.lock() == decoded && draft.isInFileOrder())
+    return saveDraft(std::move(decoded), draft, durability);
+  return save(draft.records(), durability);
 }
 
 bool CachedItemsJournal::hasPendingWriteback(std::string_view warpID, std::string_view relativePath) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,6 +11,7 @@
 
 #include "foundation/date.h"
 #include "foundation/result.h"
+#include "local/cached_item_changes.h"
 #include "platform/alternating_file.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
@@ -48,6 +48,7 @@ struct TovrinWarpSharedCachedItemsState {
 std::string recordIdentity(std::string_view warpID, std::string_view relativePath);
 
 class CachedItemRecords;
+class CachedItemsDraft;
 class CachedItemsText;
 
 /// The journal of cached items, a file that the main application reads and changes too. Loads look at the file every
@@ -71,11 +72,12 @@ class CachedItemsJournal {
   /// one.
   Result<void> save(std::vector<TovrinWarpSharedCachedItemRecord> records, Durability durability = Durability::durable);
 
-  /// Takes the cached-items lock, loads, replaces every record of this identity by `change(the first of them, if any)`
-  /// at the end of the list, and saves.
-  Result<void> replaceRecord(
-      std::string_view warpID, std::string_view relativePath,
-      const std::function<TovrinWarpSharedCachedItemRecord(const TovrinWarpSharedCachedItemRecord* previous)>& change);
+  /// Takes the cached-items lock, loads, replaces every record of this identity by `replacement(the first of them, if
+  /// any)` at the end of the list, and saves. Threads that wait for the lock at the same time share one save. What
+  /// fails for several is done for one after the other, each with its own outcome; so `replacement`, which any of the
+  /// waiting threads may call, must say the same when it is asked again.
+  Result<void> replaceRecord(std::string_view warpID, std::string_view relativePath,
+                             const CachedItemReplacement& replacement);
 
   /// Does what the next save would begin with: for when nobody waits for a save.
   void prepareNextSave();
@@ -87,8 +89,10 @@ class CachedItemsJournal {
  private:
   using SharedRecords = std::shared_ptr<const CachedItemRecords>;
 
-  Result<void> saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut,
-                            TovrinWarpSharedCachedItemRecord record, Durability durability);
+  /// By whoever holds the cached-items lock.
+  void makeAll(std::span<CachedItemChange* const> changes);
+  Result<void> make(std::span<CachedItemChange* const> changes);
+  Result<void> saveDraft(SharedRecords records, const CachedItemsDraft& draft, Durability durability);
 
   /// The path is kept: putting it together takes longer than looking at the file.
   struct Place {
@@ -102,6 +106,7 @@ class CachedItemsJournal {
   Platform platform_;
   const Result<Place> place_;
   DecodedFile<CachedItemRecords> file_;
+  CachedItemChanges waiting_;
 
   std::mutex replacing_;  ///< held while `onDisk_` is used
   AlternatingFile onDisk_;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <span>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include "local/cached_item_records.h"
 #include "local/cached_items.h"
+#include "local/cached_items_draft.h"
 #include "local/cached_items_text.h"
 #include "shared/warp_directory.h"
 
@@ -26,21 +26,6 @@ std::vector<Record> capped(std::vector<Record> records) {
   records.erase(ordinary, ordinary + static_cast<std::ptrdiff_t>(surplus));
   return records;
 }
-
-/// The date as the file can hold it. False when it cannot.
-bool cutToWholeSeconds(Date& date) {
-  date.secondsSince1970 = std::floor(date.secondsSince1970);
-  return date.isFinite();
-}
-
-bool cutToWholeSeconds(std::optional<Date>& date) { return !date || cutToWholeSeconds(*date); }
-
-bool cutToWholeSeconds(Record& record) {
-  return cutToWholeSeconds(record.cachedAt) && cutToWholeSeconds(record.modifiedAt) &&
-         cutToWholeSeconds(record.recoveryCheckpointPendingSince);
-}
-
-NSError cannotBeJournalled() { return NSError::cocoa(CocoaErrorCode::fileWriteUnknown); }
 
 /// Both processes refuse a journal with one bad record as a whole, so what would not read back replaces nothing.
 Result<CachedItemRecords> decodedAgain(std::string_view bytes, const std::vector<Record>& records,
@@ -73,24 +58,24 @@ Result<void> CachedItemsJournal::save(std::vector<Record> records, Durability du
   return {};
 }
 
-Result<void> CachedItemsJournal::saveReplaced(SharedRecords records, std::optional<std::size_t> leftOut, Record record,
-                                              Durability durability) {
+Result<void> CachedItemsJournal::saveDraft(SharedRecords records, const CachedItemsDraft& draft,
+                                           Durability durability) {
   if (!place_) return failure(place_.error());
   // Not kept unless all goes well.
   std::unique_ptr<CachedItemsText> text = std::move(text_);
   recordsOfText_.reset();
   Date updatedAt = platform_.clock.now();
-  if (!cutToWholeSeconds(updatedAt) || !cutToWholeSeconds(record)) return failure(cannotBeJournalled());
+  if (!cutToWholeSeconds(updatedAt)) return failure(cannotBeJournalled());
 
   // The others have been decoded from the very text that is written again.
-  const std::string alone = encodeCachedItems({.updatedAt = updatedAt, .records = {record}});
-  TOVRIN_CHECK(decodedAgain(alone, {record}, place_->warp));
-  if (leftOut) text->erase(*leftOut);
-  text->append(record);
+  const std::string alone = encodeCachedItems({.updatedAt = updatedAt, .records = draft.added()});
+  TOVRIN_CHECK(decodedAgain(alone, draft.added(), place_->warp));
+  text->erase(draft.leftOut());
+  for (const Record& record : draft.added()) text->append(record);
   const auto write = [&] { return replaceFile(text->pieces(updatedAt), durability); };
   const auto change = [&](CachedItemRecords& kept) {
-    if (leftOut) kept.erase(*leftOut);
-    kept.append(std::move(record));
+    kept.erase(draft.leftOut());
+    for (const Record& record : draft.added()) kept.append(record);
   };
   TOVRIN_TRY(const SharedRecords changed, file_.rewrite(place_->file, write, std::move(records), change));
   if (changed == nullptr) return {};

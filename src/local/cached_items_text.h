@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,12 +13,12 @@
 
 namespace tovrin {
 
-/// The text of a journal that was written here. A record comes or goes without the others being formatted again.
+/// The text of a journal that was written here. Records come and go without the others being formatted again.
 class CachedItemsText {
  public:
   explicit CachedItemsText(const std::vector<TovrinWarpSharedCachedItemRecord>& records);
 
-  void erase(std::size_t position) { records_.erase(position); }
+  void erase(const std::set<std::size_t>& positions) { records_.erase(positions); }
   void append(const TovrinWarpSharedCachedItemRecord& record);
 
   /// The whole file, as written at this date. Valid until the text changes.

@@ -95,7 +95,7 @@ void PublishedBadges::clear(std::string path) {
   const std::size_t position = positionOf(form, path);
   if (isAt(position, form)) {
     hasChanged_ = true;
-    members_.erase(position);
+    members_.erase({position});
     badges_.erase(std::next(badges_.begin(), static_cast<std::ptrdiff_t>(position)));
   }
   hasChanged_ |= cleared_.try_emplace(std::move(form), std::move(path)).second;

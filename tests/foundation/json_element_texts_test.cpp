@@ -21,14 +21,27 @@ TEST(JSONElementTexts, keepTheirCommasWhenTheFirstOrTheLastGoes) {
   JSONElementTexts texts;
   for (const char* element : {"1", "\"a,b\"", "[2,3]"}) texts.append(element);
   EXPECT_EQ(texts.joined(), "1,\"a,b\",[2,3]");
-  texts.erase(0);
+  texts.erase({0u});
   EXPECT_EQ(texts.joined(), "\"a,b\",[2,3]");
-  texts.erase(1);
+  texts.erase({1u});
   EXPECT_EQ(texts.joined(), "\"a,b\"");
-  texts.erase(0);
+  texts.erase({0u});
   EXPECT_EQ(texts.joined(), "");
   texts.append("4");
   EXPECT_EQ(texts.joined(), "4");
+}
+
+TEST(JSONElementTexts, goSeveralAtOnce) {
+  JSONElementTexts texts;
+  for (const char* element : {"0", "11", "222", "3", "44", "555"}) texts.append(element);
+  texts.erase({});
+  EXPECT_EQ(texts.joined(), "0,11,222,3,44,555");
+  texts.erase({1u, 2u, 4u});
+  EXPECT_EQ(texts.joined(), "0,3,555");
+  EXPECT_EQ(texts.element(1), "3");
+  EXPECT_EQ(texts.element(2), "555");
+  texts.erase({0u, 1u, 2u});
+  EXPECT_EQ(texts.joined(), "");
 }
 
 TEST(JSONElementTexts, areThoseOfAListThatChangesInTheSameWay) {
@@ -52,9 +65,12 @@ TEST(JSONElementTexts, areThoseOfAListThatChangesInTheSameWay) {
         texts.replace(position, element);
         *at = element;
         break;
-      default:
-        texts.erase(position);
-        elements.erase(at);
+      default: {
+        const std::size_t last = position + random() % (elements.size() - position);
+        texts.erase({position, last});
+        if (last != position) elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(last));
+        elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(position));
+      }
     }
     ASSERT_EQ(texts.joined(), joined(elements)) << step;
   }

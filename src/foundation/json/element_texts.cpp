@@ -1,5 +1,6 @@
 #include "foundation/json/element_texts.h"
 
+#include <cstring>
 #include <iterator>
 
 namespace tovrin {
@@ -28,14 +29,24 @@ void JSONElementTexts::insert(std::size_t position, std::string_view element) {
   move(position + 1, begin, begin + element.size() + 1);
 }
 
-void JSONElementTexts::erase(std::size_t position) {
-  const bool isLast = position + 1 == begins_.size();
-  // The comma behind it goes too, or the one before the last.
-  const std::size_t begin = isLast && position > 0 ? begins_[position] - 1 : begins_[position];
-  const std::size_t end = isLast ? joined_.size() : begins_[position + 1];
-  joined_.erase(begin, end - begin);
-  begins_.erase(std::next(begins_.begin(), static_cast<std::ptrdiff_t>(position)));
-  move(position, end, begin);
+void JSONElementTexts::erase(const std::set<std::size_t>& positions) {
+  if (positions.empty()) return;
+  // Each element with the comma behind it, until the last one loses its own.
+  joined_ += ',';
+  begins_.push_back(joined_.size());
+  std::size_t kept = *positions.begin();
+  std::size_t end = begins_[kept];
+  for (auto position = positions.begin(); position != positions.end(); ++position) {
+    const auto next = std::next(position);
+    const std::size_t last = next == positions.end() ? begins_.size() - 1 : *next;
+    const std::size_t begin = begins_[*position + 1];
+    const std::size_t length = begins_[last] - begin;
+    std::memmove(joined_.data() + end, joined_.data() + begin, length);
+    for (std::size_t moved = *position + 1; moved < last; ++moved) begins_[kept++] = begins_[moved] - begin + end;
+    end += length;
+  }
+  begins_.resize(kept);
+  joined_.resize(begins_.empty() ? 0 : end - 1);
 }
 
 void JSONElementTexts::replace(std::size_t position, std::string_view element) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +15,7 @@ class JSONElementTexts {
   /// Before the element that is there now, or at the end.
   void insert(std::size_t position, std::string_view element);
   void append(std::string_view element) { insert(begins_.size(), element); }
-  void erase(std::size_t position);
+  void erase(const std::set<std::size_t>& positions);
   void replace(std::size_t position, std::string_view element);
 
   std::string_view element(std::size_t position) const;
