@@ -54,6 +54,7 @@ class AlternatingFile {
 
   std::filesystem::path path_;
   std::optional<mode_t> oldMode_;
+  bool takesTurns_ = false;  ///< else the system cannot tell who has a file of this folder open
   std::filesystem::path sparePath_;
   std::optional<FileHandle> spare_;
   std::optional<FileHandle> current_;  ///< what was written last; while it is open, its inode is no other file's

@@ -36,6 +36,8 @@ int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b
 
 int beginWriteback(int) { return 0; }
 
+bool isOnLocalFileSystem(int) { return false; }  // leases are unknown here anyway
+
 bool takeWriteLease(int) { return false; }
 
 void endLease(int) {}

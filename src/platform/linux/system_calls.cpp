@@ -55,16 +55,6 @@ int renameByFlag(const std::filesystem::path& from, const std::filesystem::path&
 /// Linux lets users keep attributes only under this prefix, and on symbolic links not even those.
 std::string linuxName(const std::string& name) { return "user." + name; }
 
-/// Of what other machines open, the kernel's leases know nothing, and not every such file system says so.
-bool isOnLocalFileSystem(int descriptor) {
-  constexpr std::array kLocal{std::int64_t{EXT4_SUPER_MAGIC}, std::int64_t{XFS_SUPER_MAGIC},
-                              std::int64_t{BTRFS_SUPER_MAGIC}, std::int64_t{F2FS_SUPER_MAGIC},
-                              std::int64_t{TMPFS_MAGIC}};
-  struct statfs status;
-  return fstatfs(descriptor, &status) == 0 &&
-         std::ranges::find(kLocal, static_cast<std::int64_t>(status.f_type)) != kLocal.end();
-}
-
 }  // namespace
 
 clockid_t uptimeClock() { return CLOCK_MONOTONIC; }
@@ -81,8 +71,16 @@ int beginWriteback(int descriptor) {
   return sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE) == 0 ? 0 : synchronizeDescriptor(descriptor);
 }
 
+bool isOnLocalFileSystem(int descriptor) {
+  constexpr std::array kLocal{std::int64_t{EXT4_SUPER_MAGIC}, std::int64_t{XFS_SUPER_MAGIC},
+                              std::int64_t{BTRFS_SUPER_MAGIC}, std::int64_t{F2FS_SUPER_MAGIC},
+                              std::int64_t{TMPFS_MAGIC}};
+  struct statfs status;
+  return fstatfs(descriptor, &status) == 0 &&
+         std::ranges::find(kLocal, static_cast<std::int64_t>(status.f_type)) != kLocal.end();
+}
+
 bool takeWriteLease(int descriptor) {
-  if (!isOnLocalFileSystem(descriptor)) return false;
   // The kernel's word to the one who holds the lease that somebody waits for it would end the process.
   return fcntl(descriptor, F_SETSIG, SIGURG) == 0 && fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0;
 }

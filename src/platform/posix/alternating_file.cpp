@@ -32,6 +32,11 @@ bool isNamed(const FileHandle& file, const std::filesystem::path& path) {
          own.st_ino == named.st_ino;
 }
 
+bool hasOtherNames(const FileHandle& file) {
+  struct stat status;
+  return fstat(file.descriptor(), &status) != 0 || status.st_nlink > 1;
+}
+
 int makeEmpty(const FileHandle& file) {
   if (::lseek(file.descriptor(), 0, SEEK_END) == 0) return 0;
   return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
@@ -56,7 +61,7 @@ void removeAbandoned(const std::filesystem::path& folder) {
     const FileDescriptor file = FileDescriptor::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     struct stat status;
     const bool isFile = file.isOpen() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
-    if (isFile && takeWriteLease(file.get())) ::unlink(path.c_str());
+    if (isFile && isOnLocalFileSystem(file.get()) && takeWriteLease(file.get())) ::unlink(path.c_str());
   }
 }
 
@@ -118,6 +123,7 @@ int AlternatingFile::replaceByNew(std::span<const std::string_view> pieces, Dura
   sparePath_ = hiddenNameBeside(path_);
   FileDescriptor file = createReplacement(sparePath_, oldMode_);
   if (!file.isOpen()) return errno;
+  takesTurns_ = isOnLocalFileSystem(file.get());
   spare_ = FileHandle::owning(file.release());
   int error = fillSpare(pieces, durability);
   if (error == 0) error = putSpareInPlace();
@@ -127,21 +133,22 @@ int AlternatingFile::replaceByNew(std::span<const std::string_view> pieces, Dura
 
 int AlternatingFile::fillSpare(std::span<const std::string_view> pieces, Durability durability) {
   const int descriptor = spare_->descriptor();
-  if (const int error = fillReplacement(descriptor, pieces, oldMode_); error != 0) return error;
+  int error = fillReplacement(descriptor, pieces, oldMode_);
+  if (error == 0 && !takesTurns_) error = closeErrorOfWrites(descriptor);
+  if (error != 0) return error;
   if (durability == Durability::disposable) return 0;
-  if (const int error = readBack(descriptor, pieces); error != 0) return error;
+  if (error = readBack(descriptor, pieces); error != 0) return error;
   return durability == Durability::durable ? synchronizeDescriptor(descriptor) : beginWriteback(descriptor);
 }
 
 int AlternatingFile::putSpareInPlace() {
-  if (isFolder(path_)) return EISDIR;
+  if (!oldMode_ && isFolder(path_)) return EISDIR;
   if (exchangeNames(sparePath_, path_) != 0) {
     if (const int error = replaceByRename(sparePath_, path_); error != 0) return error;
     current_ = std::exchange(spare_, std::nullopt);
-  } else if (current_ && isNamed(*current_, sparePath_) && takeForWriting(*current_)) {
-    // It has the next turn; until then its user may open it.
+  } else if (current_ && takesTurns_ && isNamed(*current_, sparePath_) && !hasOtherNames(*current_)) {
+    // It has the next turn, unless somebody has it open then.
     fchmod(current_->descriptor(), kWaitingMode);
-    endLease(current_->descriptor());
     std::swap(spare_, current_);
   } else if (::unlink(sparePath_.c_str()) == 0) {
     current_ = std::exchange(spare_, std::nullopt);

@@ -23,12 +23,6 @@ constexpr mode_t kPermissionBits = 07777;
 constexpr std::string_view kHiddenSuffix = ".partial";
 constexpr std::size_t kCompareBytes = 64 << 10;
 
-/// Some file systems report a failed write only when a descriptor of the file is closed; any will do.
-int closeErrorOfWrites(int descriptor) {
-  const int duplicate = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-  return duplicate < 0 ? errno : closeDescriptor(duplicate);
-}
-
 }  // namespace
 
 std::filesystem::path hiddenNameBeside(const std::filesystem::path& path) {
@@ -60,10 +54,16 @@ int fillReplacement(int descriptor, std::span<const std::string_view> pieces, st
     if (const int error = writeAll(descriptor, piece); error != 0) return error;
     size += static_cast<off_t>(piece.size());
   }
-  if (::ftruncate(descriptor, size) != 0) return errno;
+  const bool isLonger = ::lseek(descriptor, 0, SEEK_END) != size;
+  if (isLonger && ::ftruncate(descriptor, size) != 0) return errno;
   // A file system without modes refuses; the file then keeps the narrow mode that it was made with.
   if (oldMode) std::ignore = fchmod(descriptor, *oldMode);
-  return closeErrorOfWrites(descriptor);
+  return 0;
+}
+
+int closeErrorOfWrites(int descriptor) {
+  const int duplicate = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return duplicate < 0 ? errno : closeDescriptor(duplicate);
 }
 
 int readBack(int descriptor, std::span<const std::string_view> pieces) {

@@ -25,9 +25,11 @@ std::optional<mode_t> modeOfRegularFile(const std::filesystem::path& path);
 /// Makes the file, no wider open than the old one's mode until it is finished. Sets errno when it cannot be made.
 FileDescriptor createReplacement(const std::filesystem::path& hiddenName, std::optional<mode_t> oldMode);
 
-/// What the file held before is overwritten and cut off. Reports also what a file system says of writes only when a
-/// file is closed.
+/// What the file held before is overwritten and cut off.
 int fillReplacement(int descriptor, std::span<const std::string_view> pieces, std::optional<mode_t> oldMode);
+
+/// Some file systems, none of them local, report a failed write only when a descriptor of the file is closed.
+int closeErrorOfWrites(int descriptor);
 
 /// EIO when the file does not hold these pieces.
 int readBack(int descriptor, std::span<const std::string_view> pieces);

@@ -27,6 +27,10 @@ int exchangeNames(const std::filesystem::path& a, const std::filesystem::path& b
 /// name that leads to nothing. 0 or an errno.
 int beginWriteback(int descriptor);
 
+/// Whether a lease says something about the file: of what other machines open the kernel knows nothing, and not every
+/// file system that they share says so.
+bool isOnLocalFileSystem(int descriptor);
+
 /// Keeps others from opening the file, which was opened for reading and writing: they wait until the lease ends. False
 /// when somebody has it open already, or when the system knows nothing of the kind.
 bool takeWriteLease(int descriptor);
