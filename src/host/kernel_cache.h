@@ -6,8 +6,9 @@
 
 namespace tovrin::host {
 
-/// What the kernel remembers of the mount for as long as it is not told otherwise. Thread-safe; never to be called
-/// while a request for the same node or its parent is being answered by the calling thread.
+/// What the kernel remembers of the mount for as long as it is not told otherwise. Thread-safe; but for
+/// `attributesChanged`, which takes no lock of the kernel's, never to be called while a request for the same node or
+/// its parent is being answered by the calling thread.
 class KernelCache {
  public:
   virtual ~KernelCache() = default;

@@ -141,7 +141,7 @@ Result<std::shared_ptr<OpenItem>> MountedDomain::openHere(const Node& node, cons
   }
   if (const auto pending = domain_.pendingCopy(*item)) {
     TOVRIN_TRY(const std::shared_ptr<LocalFile> edit, edits_.takeUp(item, *pending));
-    kernel_.attributesChanged(node.id);  // before its size is used; takes no lock that this request holds
+    kernel_.attributesChanged(node.id);  // before its size is used
     return shareEdit(node, versionOf(*item), edit);
   }
   if (std::shared_ptr<OpenItem> file = node.file.lock()) return file;
@@ -198,7 +198,7 @@ void MountedDomain::fetched(const Node& node, const SharedItem& item, const Resu
     return opened(failure(result.error()));
   }
   troubles_.cleared(item->itemIdentifier());
-  attributesChanged(item->itemIdentifier());
+  kernel_.attributesChanged(node.id);  // before anybody who knows that it is here can ask for them
   if (result->version != versionOf(*item)) {
     directories_.clear();
     return opened(failure(NSError::posix(ESTALE)));
@@ -210,7 +210,7 @@ void MountedDomain::fetched(const Node& node, const SharedItem& item, const Resu
   opened(share(node, result->version, result->file));
 }
 
-/// Never on the thread that answers a request for the item: the kernel may hold its lock.
+/// Later: who changed something has others to answer first.
 void MountedDomain::attributesChanged(const NSFileProviderItemIdentifier& identifier) {
   later_.after(std::chrono::milliseconds(0), [this, identifier] {
     if (const auto node = nodes_.find(std::string_view(identifier))) kernel_.attributesChanged(node->id);
