@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The row "open" of scripts/bench: what the journal and the badge file add to opening a file of 4 KiB.
+"""The row "open" of scripts/bench: what the journal and the badge file add to opening a file of 4 KiB without a mount.
+What they may add to an opening through the mount is a target of the row "mount".
 
 usage: python3 bench/rows/open.py BUILD_FOLDER
 """
@@ -9,6 +10,6 @@ from table import Figures, row, time_text
 
 figures = Figures(sys.argv[1], "open_cost_bench", 7)
 empty, full, alone = "open/0/real_time", "open/20000/real_time", "downloadAlone/0/real_time"
-row("open 4 KiB with 20,000 journal records and 20,000 badge paths, time", "with none", "≤ 2 ×",
+row("open 4 KiB with 20,000 journal records and 20,000 badge paths, time", "with none", "",
     f"{figures.ratio(full, empty):.2f} × ({time_text(figures.seconds(full))})")
 row("open 4 KiB with none, time", "its two requests alone", "", f"{figures.ratio(empty, alone):.2f} × ({time_text(figures.seconds(empty))})")
