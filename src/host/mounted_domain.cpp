@@ -200,6 +200,7 @@ void MountedDomain::fetched(const Node& node, const SharedItem& item, const Resu
   troubles_.cleared(item->itemIdentifier());
   kernel_.attributesChanged(node.id);  // before anybody who knows that it is here can ask for them
   if (result->version != versionOf(*item)) {
+    attributesChanged(item->itemIdentifier());  // of the node that has this version
     directories_.clear();
     return opened(failure(NSError::posix(ESTALE)));
   }

@@ -75,7 +75,8 @@ class CachedItemsJournal {
   /// Takes the cached-items lock, loads, replaces every record of this identity by `replacement(the first of them, if
   /// any)` at the end of the list, and saves. Threads that wait for the lock at the same time share one save. What
   /// fails for several is done for one after the other, each with its own outcome; so `replacement`, which any of the
-  /// waiting threads may call, must say the same when it is asked again.
+  /// waiting threads may call, must say the same when it is asked again. Whose change another has begun to make waits
+  /// for that, however long it takes, even when he did not get the lock in time.
   Result<void> replaceRecord(std::string_view warpID, std::string_view relativePath,
                              const CachedItemReplacement& replacement);
 

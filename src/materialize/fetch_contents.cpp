@@ -145,6 +145,7 @@ class Fetch {
   /// A download never forgets an edit: what an earlier record says about one stays.
   Result<void> recordCachedItem(const std::filesystem::path& file) {
     TOVRIN_TRY(const FileAttributes attributes, fileAttributes(file));
+    const Date now = context_.platform.clock.now();
     return context_.journal.replaceRecord(
         item_.warpID, item_.relativePath, [&](const TovrinWarpSharedCachedItemRecord* previous) {
           TovrinWarpSharedCachedItemRecord record =
@@ -152,7 +153,7 @@ class Fetch {
           record.warpID = item_.warpID;
           record.relativePath = item_.relativePath;
           record.size = attributes.identity.size;
-          record.cachedAt = context_.platform.clock.now();
+          record.cachedAt = now;
           record.materializedModificationTimeNanoseconds = attributes.identity.modificationTimeNanoseconds;
           record.materializedStatusChangeTimeNanoseconds = attributes.identity.statusChangeTimeNanoseconds;
           record.materializedBirthTimeNanoseconds = attributes.birthTimeNanoseconds;

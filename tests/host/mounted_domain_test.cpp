@@ -33,6 +33,19 @@ TEST_F(BrowsedDomain, showsAFileThatIsNotHereWithOneBlock) {
   EXPECT_GE(find("a.txt").attributes.st_blocks, 1);
 }
 
+TEST_F(BrowsedDomain, tellsTheKernelThatAFileIsHereBeforeItIsOpen) {
+  const NodeID id = find("a.txt").node.id;
+  std::vector<std::string> toldBefore;
+  std::promise<void> opened;
+  mounted_->open(id, {getpid(), O_RDONLY}, [&](const auto& item) {
+    EXPECT_TRUE(item);
+    toldBefore = kernel_.take();
+    opened.set_value();
+  });
+  opened.get_future().get();
+  EXPECT_TRUE(holds(toldBefore, "attributes " + std::to_string(id)));
+}
+
 TEST_F(BrowsedDomain, keepsInodeNumbersOverRemounts) {
   const auto before = find("a.txt").attributes.st_ino;
   mount();

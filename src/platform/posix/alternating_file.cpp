@@ -42,9 +42,10 @@ int makeEmpty(const FileHandle& file) {
   return ::ftruncate(file.descriptor(), 0) == 0 ? 0 : errno;
 }
 
-/// File systems that bring data to disk before the names that lead to it do that for new blocks only.
+/// File systems that bring data to disk before the names that lead to it do that for new blocks only. And on disk the
+/// name may still lead to this very file, as long as the latest swap is not there: emptied, it stays whole until then.
 int emptyForNewBlocks(const FileHandle& file, Durability durability) {
-  return durability == Durability::ordinary ? makeEmpty(file) : 0;
+  return durability == Durability::disposable ? 0 : makeEmpty(file);
 }
 
 bool isFolder(const std::filesystem::path& path) {
