@@ -120,6 +120,22 @@ TEST_F(WarpContainer, isTakenFromTheEnvironmentToo) {
   EXPECT_TRUE(hasManifest("W1"));
 }
 
+TEST_F(WarpContainer, isTheOneThatIsNamedWhateverTheEnvironmentSays) {
+  writeFile(folder / "a", "bytes");
+  const std::vector<std::string> environment{"TOVRIN_CONTAINER=" + (test.scratch / "another").native(),
+                                             "TOVRIN_WORKER_PASSWORD=secret"};
+  const auto made = runProgram(
+      {TOVRIN_WARP_PROGRAM, "make", folder, "--objects", objects, "--warp-id", "W1", "--container", container.native()},
+      environment);
+  EXPECT_EQ(made.status, 0) << made.errors;
+  const auto connected = runProgram(
+      {TOVRIN_WARP_PROGRAM, "connect", "--container", container.native(), "--address", "127.0.0.1:9980"}, environment);
+  EXPECT_EQ(connected.status, 0) << connected.errors;
+  EXPECT_TRUE(hasManifest("W1"));
+  EXPECT_TRUE(readConnectionSnapshot(test.warpDirectory()));
+  EXPECT_FALSE(std::filesystem::exists(test.scratch / "another"));
+}
+
 TEST(WarpProgram, explainsItselfAndItsCommands) {
   for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{"--help"},
                                                                                      {"make", "--help"},

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <string>
@@ -113,10 +114,14 @@ void addChoice(CLI::App* command, const std::string& name, Target& value,
       ->type_name(fmt::format("{}", fmt::join(words, "|")));
 }
 
+/// The variable is read here: the library would let it overrule the option of another command.
 void addContainer(CLI::App* command, Words& words) {
-  command->add_option("--container", words.container, "the shared container; its Warp directory is DIR/Warp")
-      ->required()
-      ->envname("TOVRIN_CONTAINER")
+  const char* variable = std::getenv("TOVRIN_CONTAINER");
+  words.container = variable != nullptr ? variable : "";
+  command
+      ->add_option("--container", words.container,
+                   "the shared container; its Warp directory is DIR/Warp [TOVRIN_CONTAINER]")
+      ->required(words.container.empty())
       ->type_name("DIR");
 }
 
