@@ -9,7 +9,7 @@ import sys
 from table import Figures, row
 
 figures = Figures(sys.argv[1], "lzfse_bench", 11)
-for name, median in figures.medians.items():
+for name, median in sorted(figures.medians.items()):  # they took turns in random order
     corpus = name.split("/")[0]
     peers = f"{median['of_zstd1']:.2f} × zstd -1, {median['of_zstd3']:.2f} × zstd -3, {median['of_memcpy']:.2f} × memcpy"
     if "of_reference" in median:
