@@ -1,5 +1,5 @@
 #include <cerrno>
-#include <vector>
+#include <memory>
 
 #include "host/fuse/entry.h"
 #include "host/fuse/handle.h"
@@ -19,15 +19,16 @@ const char* dotName(off_t offset) { return offset == 0 ? "." : ".."; }
 /// bytes it takes; it is not taken when that is more than there are.
 template <class Add>
 void replyEntries(fuse_req_t request, const FolderHandle& folder, std::size_t size, off_t offset, Add&& add) {
-  std::vector<char> buffer(size);
+  // The kernel has room for far more than most folders fill.
+  const auto buffer = std::make_unique_for_overwrite<char[]>(size);
   std::size_t filled = 0;
   const off_t end = kDots + static_cast<off_t>(folder.directory->members().size());
   for (off_t at = offset; at < end; ++at) {
-    const std::size_t bytes = add(buffer.data() + filled, size - filled, at);
+    const std::size_t bytes = add(buffer.get() + filled, size - filled, at);
     if (bytes > size - filled) break;
     filled += bytes;
   }
-  fuse_reply_buf(request, buffer.data(), filled);
+  fuse_reply_buf(request, buffer.get(), filled);
 }
 
 const Directory::Member& memberAt(const FolderHandle& folder, off_t at) {
