@@ -2,7 +2,7 @@
 """Measures one mounted tree of small files, and one big file, as a program sees them.
 
 usage: measure.py TREE [BIG_FILE]
-       measure.py --opens TREE      only opens some of the small files
+       measure.py --opens TREE      only opens small files, as many as the other one does first
 
 The mount must be fresh: what is called cold here is what nobody has asked it for before. Prints a line for each figure:
 its name, a tab, its value. Times are in seconds, speeds in things per second.
@@ -15,7 +15,6 @@ import threading
 import time
 
 COLD_OPENS = 400
-FEW_OPENS = 60
 READERS = 8
 CHUNK = 1 << 20
 
@@ -81,7 +80,7 @@ def shuffled_files(tree):
 
 def main():
     if sys.argv[1] == "--opens":
-        report("small cold p50", statistics.median(open_times(shuffled_files(sys.argv[2])[:FEW_OPENS])))
+        report("small cold p50", statistics.median(open_times(shuffled_files(sys.argv[2])[:COLD_OPENS])))
         return
 
     tree = sys.argv[1]
