@@ -18,14 +18,6 @@ using Records = std::vector<Record>;
 
 class CachedItemsDrafts : public testing::Test {
  protected:
-  Record pendingRecord(const std::string& path) const {
-    Record record = someRecord(path);
-    record.pendingWritebackFilePath = (pendingDirectory(platform_) / "A.txt").string();
-    record.pendingWritebackSize = 3;
-    record.pendingWritebackChecksumSHA256 = kSomeChecksum;
-    return record;
-  }
-
   /// Expects that the changes make together what they make one after the other, and are shown the same.
   void expectSameAsOneByOne(const Records& before, const Records& changes) {
     CachedItemsJournal journal(platform_.platform());
@@ -56,7 +48,8 @@ class CachedItemsDrafts : public testing::Test {
   Records full(std::size_t pending) const {
     Records records;
     for (std::size_t i = 0; i < kMostCachedItemRecords; ++i)
-      records.push_back(i < pending ? pendingRecord("/" + std::to_string(i)) : someRecord("/" + std::to_string(i)));
+      records.push_back(i < pending ? pendingRecord(platform_, "/" + std::to_string(i))
+                                    : someRecord("/" + std::to_string(i)));
     return records;
   }
 
@@ -73,19 +66,20 @@ TEST_F(CachedItemsDrafts, makeWhatTheirChangesMakeOneByOne) {
 }
 
 TEST_F(CachedItemsDrafts, makeWhatTheirChangesMakeOneByOneWithEdits) {
-  expectSameAsOneByOne(
-      {pendingRecord("/a"), someRecord("/b")},
-      {someRecord("/c"), pendingRecord("/b"), someRecord("/a"), pendingRecord("/d"), someRecord("/d")});
+  expectSameAsOneByOne({pendingRecord(platform_, "/a"), someRecord("/b")},
+                       {someRecord("/c"), pendingRecord(platform_, "/b"), someRecord("/a"),
+                        pendingRecord(platform_, "/d"), someRecord("/d")});
 }
 
 TEST_F(CachedItemsDrafts, makeWhatTheirChangesMakeOneByOneInAFullJournal) {
   expectSameAsOneByOne(full(1), {someRecord("/new"), someRecord("/1"), someRecord("/3"), someRecord("/newer"),
                                  someRecord("/2"), someRecord("/9999")});
-  expectSameAsOneByOne(full(2), {someRecord("/new"), pendingRecord("/edited"), someRecord("/0")});
+  expectSameAsOneByOne(full(2), {someRecord("/new"), pendingRecord(platform_, "/edited"), someRecord("/0")});
 }
 
 TEST_F(CachedItemsDrafts, makeWhatTheirChangesMakeOneByOneInAJournalFullOfEdits) {
-  expectSameAsOneByOne(full(kMostCachedItemRecords - 1), {someRecord("/a"), someRecord("/b"), pendingRecord("/c")});
+  expectSameAsOneByOne(full(kMostCachedItemRecords - 1),
+                       {someRecord("/a"), someRecord("/b"), pendingRecord(platform_, "/c")});
   expectSameAsOneByOne(full(kMostCachedItemRecords), {someRecord("/a"), someRecord("/b"), someRecord("/0")});
 }
 
@@ -109,9 +103,9 @@ TEST_F(CachedItemsDrafts, knowWhetherAnEditIsNamedBeforeOrAfterwards) {
     return draft.concernsEdits();
   };
   EXPECT_FALSE(concernsEdits({someRecord("/a")}, someRecord("/a")));
-  EXPECT_TRUE(concernsEdits({someRecord("/a")}, pendingRecord("/a")));
-  EXPECT_TRUE(concernsEdits({pendingRecord("/a")}, someRecord("/a")));
-  EXPECT_TRUE(concernsEdits({pendingRecord("/a")}, someRecord("/b")));
+  EXPECT_TRUE(concernsEdits({someRecord("/a")}, pendingRecord(platform_, "/a")));
+  EXPECT_TRUE(concernsEdits({pendingRecord(platform_, "/a")}, someRecord("/a")));
+  EXPECT_TRUE(concernsEdits({pendingRecord(platform_, "/a")}, someRecord("/b")));
 }
 
 }  // namespace

@@ -33,14 +33,6 @@ class CachedItemsRewrite : public testing::Test {
   }
   bool put(const Record& record) { return put(journal_, record); }
 
-  Record pendingRecord(const std::string& path) const {
-    Record record = someRecord(path);
-    record.pendingWritebackFilePath = (pendingDirectory(platform_) / "A.txt").string();
-    record.pendingWritebackSize = 3;
-    record.pendingWritebackChecksumSHA256 = kSomeChecksum;
-    return record;
-  }
-
   /// The journal as it is written when nothing is known of it.
   void expectTextOf(const Records& records) {
     const std::string text = readFile(journalFile(platform_));
@@ -83,7 +75,7 @@ TEST_F(CachedItemsRewrite, cutsDatesToWholeSeconds) {
 }
 
 TEST_F(CachedItemsRewrite, pushesOutTheOldestOrdinaryRecordOfAFullJournal) {
-  Records records{pendingRecord("/edited")};
+  Records records{pendingRecord(platform_, "/edited")};
   for (std::size_t i = 1; i < kMostRecords; ++i) records.push_back(someRecord("/" + std::to_string(i)));
   ASSERT_TRUE(journal_.save(records).has_value());
   ASSERT_TRUE(put(someRecord("/new")));
@@ -98,9 +90,9 @@ TEST_F(CachedItemsRewrite, pushesOutTheOldestOrdinaryRecordOfAFullJournal) {
 
 TEST_F(CachedItemsRewrite, keepsEditsInFront) {
   ASSERT_TRUE(put(someRecord("/a")));
-  ASSERT_TRUE(put(pendingRecord("/b")));
+  ASSERT_TRUE(put(pendingRecord(platform_, "/b")));
   ASSERT_TRUE(put(someRecord("/c")));
-  expectTextOf({pendingRecord("/b"), someRecord("/a"), someRecord("/c")});
+  expectTextOf({pendingRecord(platform_, "/b"), someRecord("/a"), someRecord("/c")});
   EXPECT_TRUE(journal_.hasPendingWriteback("w1", "/b"));
   ASSERT_TRUE(put(someRecord("/b")));
   ASSERT_TRUE(put(someRecord("/d")));

@@ -18,14 +18,6 @@ using Records = std::vector<TovrinWarpSharedCachedItemRecord>;
 
 class CachedItemsSave : public testing::Test {
  protected:
-  TovrinWarpSharedCachedItemRecord pendingRecord(const std::string& path) const {
-    TovrinWarpSharedCachedItemRecord record = someRecord(path);
-    record.pendingWritebackFilePath = (pendingDirectory(platform_) / "A.txt").string();
-    record.pendingWritebackSize = 3;
-    record.pendingWritebackChecksumSHA256 = kSomeChecksum;
-    return record;
-  }
-
   Records ordinaryRecords(std::size_t count) const {
     Records records;
     for (std::size_t i = 0; i < count; ++i) records.push_back(someRecord("/" + std::to_string(i)));
@@ -43,7 +35,7 @@ class CachedItemsSave : public testing::Test {
 };
 
 TEST_F(CachedItemsSave, writesTheFieldsInTheirOrderAndLeavesOutAbsentOnes) {
-  TovrinWarpSharedCachedItemRecord full = pendingRecord("/full");
+  TovrinWarpSharedCachedItemRecord full = pendingRecord(platform_, "/full");
   full.materializedModificationTimeNanoseconds = 1;
   full.materializedStatusChangeTimeNanoseconds = 2;
   full.materializedBirthTimeNanoseconds = 3;
@@ -64,7 +56,7 @@ TEST_F(CachedItemsSave, writesTheFieldsInTheirOrderAndLeavesOutAbsentOnes) {
 }
 
 TEST_F(CachedItemsSave, loadsWhatItSaved) {
-  const Records records{pendingRecord("/a\u00e9\"\\\n"), someRecord("/b"), someRecord("/c", "w2")};
+  const Records records{pendingRecord(platform_, "/a\u00e9\"\\\n"), someRecord("/b"), someRecord("/c", "w2")};
   ASSERT_TRUE(journal_.save(records).has_value());
   EXPECT_EQ(journal_.load(), records);
 }
@@ -116,9 +108,9 @@ TEST_F(CachedItemsSave, writesPendingRecordsFirstAndFillsUpWithTheLastOrdinaryOn
   Records records = ordinaryRecords(20000);
   TovrinWarpSharedCachedItemRecord checkpoint = someRecord("/checkpoint");
   checkpoint.recoveryCheckpointPendingSince = Date{1700000000};
-  records.insert(records.begin() + 100, pendingRecord("/first"));
+  records.insert(records.begin() + 100, pendingRecord(platform_, "/first"));
   records.insert(records.begin() + 5000, checkpoint);
-  records.push_back(pendingRecord("/last"));
+  records.push_back(pendingRecord(platform_, "/last"));
   ASSERT_TRUE(journal_.save(records).has_value());
   const auto loaded = journal_.load();
   ASSERT_TRUE(loaded.has_value());
@@ -183,7 +175,7 @@ TEST_F(CachedItemsSave, neverWritesADateThatIsNotFinite) {
 TEST_F(CachedItemsSave, refusesRecordsThatNoLoadWouldAccept) {
   ASSERT_TRUE(journal_.save({someRecord("/before")}).has_value());
   const std::string before = readFile(journalFile(platform_));
-  TovrinWarpSharedCachedItemRecord outside = pendingRecord("/x");
+  TovrinWarpSharedCachedItemRecord outside = pendingRecord(platform_, "/x");
   outside.pendingWritebackFilePath = "/elsewhere/A.txt";
   expectRefused(outside);
   TovrinWarpSharedCachedItemRecord farFuture = someRecord("/x");

@@ -177,13 +177,7 @@ TEST_F(CachedItemsSharedSave, failsForAllWhenNothingCanBeWritten) {
 TEST_F(CachedItemsSharedSave, putsAnEditInFrontOfWhatWasOpenedAtTheSameTime) {
   constexpr std::size_t kEdited = 6;
   auto replacements = goodReplacements();
-  replacements[kEdited] = [this](const Record*) {
-    Record record = someRecord(pathOf(kEdited));
-    record.pendingWritebackFilePath = (pendingDirectory(platform_) / "A.txt").string();
-    record.pendingWritebackSize = 3;
-    record.pendingWritebackChecksumSHA256 = kSomeChecksum;
-    return record;
-  };
+  replacements[kEdited] = [this](const Record*) { return pendingRecord(platform_, pathOf(kEdited)); };
   for (auto& outcome : replaceAtOnce(journal_, replacements)) EXPECT_TRUE(outcome.get());
   EXPECT_EQ(paths(), pathsOfAllBut(kThreads));
   EXPECT_EQ(journal_.load()->front().relativePath, pathOf(kEdited));

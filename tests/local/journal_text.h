@@ -59,4 +59,13 @@ inline TovrinWarpSharedCachedItemRecord someRecord(std::string relativePath, std
   return record;
 }
 
+/// One that names a queued edit.
+inline TovrinWarpSharedCachedItemRecord pendingRecord(const TestPlatform& platform, std::string relativePath) {
+  TovrinWarpSharedCachedItemRecord record = someRecord(std::move(relativePath));
+  record.pendingWritebackFilePath = (pendingDirectory(platform) / "A.txt").string();
+  record.pendingWritebackSize = 3;
+  record.pendingWritebackChecksumSHA256 = kSomeChecksum;
+  return record;
+}
+
 }  // namespace tovrin
