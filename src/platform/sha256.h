@@ -27,6 +27,10 @@ class SHA256 {
   std::unique_ptr<State> state_;
 };
 
-std::string sha256Hex(std::string_view bytes);
+inline std::string sha256Hex(std::string_view bytes) {
+  SHA256 hash;
+  hash.update(std::as_bytes(std::span(bytes)));
+  return hash.finalizeHex();
+}
 
 }  // namespace tovrin

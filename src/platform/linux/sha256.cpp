@@ -49,10 +49,4 @@ std::string SHA256::finalizeHex() {
   return hexEncode(digest);
 }
 
-std::string sha256Hex(std::string_view bytes) {
-  SHA256 hash;
-  hash.update(std::as_bytes(std::span(bytes)));
-  return hash.finalizeHex();
-}
-
 }  // namespace tovrin
