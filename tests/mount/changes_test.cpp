@@ -68,6 +68,27 @@ TEST_F(Changes, leaveOpenFilesTheirBytes) {
   munmap(pages, bytes_.size());
 }
 
+TEST_F(Changes, giveTheNewBytesToWhoWaitsForTheFile) {
+  remount({"max_fetches=1"});
+  ASSERT_TRUE(worker_.addFault("stall after=1 route=object times=1"));
+  const std::size_t before = downloads();
+  const auto other = start("exec cat $D/folder/other.txt");
+  ASSERT_TRUE(eventually([&] { return downloads() == before + 1; }));
+  const auto reader = start("exec cmp $O/big.bin $D/big.bin");
+  ASSERT_TRUE(eventually([&] { return state(big()) == "opening"; }));
+  const std::string changed = noise(bytes_.size() + 1, 7);
+  write("big.bin", changed);
+  makeWarp();
+  ASSERT_TRUE(soon([&] { return fs::file_size(big()) == changed.size(); }));
+  worker_.clearFaults();
+  EXPECT_EQ(other->finish().output, "other\n");
+  const Ended read = reader->finish();
+  EXPECT_EQ(read.status, 0) << read.output;
+  EXPECT_EQ(state(big()), "cached");
+  EXPECT_EQ(downloads(), before + 2);
+  EXPECT_TRUE(soon([&] { return std::stoul(run("stat -c %b $D/big.bin").output) >= changed.size() / 512; }));
+}
+
 TEST_F(Changes, showNewPermissions) {
   fs::permissions(originals() / "notes.txt", fs::perms(0600));
   makeWarp();
