@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "materialize/worker_fixture.h"
 #include "support/scratch_folder.h"
@@ -99,6 +103,58 @@ TEST_F(GrowingFile, isNotHashedToItsEndWhenStopped) {
 }
 
 TEST_F(GrowingFile, mayBeGivenUpByItsWriter) { write(2'500'000); }
+
+/// A file of so many zeros that no test lives to see its hash: whoever hashes it is at work until he is stopped.
+class EndlessFile : public GrowingFile {
+ protected:
+  void SetUp() override {
+    std::ofstream(file()).close();
+    std::error_code error;
+    std::filesystem::resize_file(file(), kEndless, error);
+    if (error) GTEST_SKIP() << "no file can be so large here";
+  }
+
+  /// Returns when so many bytes of the file have been read.
+  void waitUntilRead(std::int64_t count) const {
+    while (bytesRead() < count) std::this_thread::yield();
+  }
+
+  static constexpr std::int64_t kEndless = std::int64_t{8} << 40;
+  static constexpr std::int64_t kStanding = 2'000'000;  ///< enough to be hashed before the end
+
+ private:
+  /// How far the descriptor has got that the hash has of the file.
+  std::int64_t bytesRead() const {
+    for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code closed;
+      if (std::filesystem::read_symlink(descriptor, closed) != file()) continue;
+      std::ifstream information("/proc/self/fdinfo" / descriptor.path().filename());
+      std::string word;
+      std::int64_t position = 0;
+      if (information >> word >> position && word == "pos:") return position;
+    }
+    return 0;
+  }
+};
+
+TEST_F(EndlessFile, isStoppedWhileItIsHashed) {
+  hash.standsUpTo(file(), kStanding);
+  std::jthread stopper([this] {
+    waitUntilRead(kStanding + 1);  // which nobody reads before the end is waited for
+    stop.request_stop();
+  });
+  EXPECT_TRUE(digest().error().is(CocoaErrorCode::userCancelled));
+}
+
+TEST_F(EndlessFile, mayBeGivenUpWhileItIsHashed) {
+  hash.standsUpTo(file(), kEndless);
+  waitUntilRead(1);
+}
+
+TEST_F(EndlessFile, mayBeGivenUpWhileMoreIsWaitedFor) {
+  hash.standsUpTo(file(), kStanding);
+  waitUntilRead(kStanding);
+}
 
 }  // namespace
 }  // namespace tovrin
