@@ -1,9 +1,12 @@
 #include "materialize/payload_reconstruction.h"
 
+#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cctype>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -362,6 +365,65 @@ TEST_F(PayloadReconstruction, passesOnThatTheFolderCannotBeMade) {
   const auto result = rebuild(fileEntry(kPath, "contents", "k"));
   ASSERT_FALSE(result);
   EXPECT_TRUE(objectRequests().empty());
+}
+
+/// The decoded file and the destination are then on two file systems, where the machine has a second one.
+class ReconstructionFromAnotherFileSystem : public PayloadReconstruction {
+ protected:
+  void SetUp() override {
+    PayloadReconstruction::SetUp();
+    std::string pattern = "/dev/shm/tovrin-test-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) GTEST_SKIP() << "no second file system";
+    other_ = pattern;
+    struct stat here{}, there{};
+    stat(test.scratch.path().c_str(), &here);
+    stat(other_.c_str(), &there);
+    if (here.st_dev == there.st_dev) GTEST_SKIP() << "no second file system";
+    test.directories.temporary = other_;
+  }
+  void TearDown() override {
+    std::error_code ignored;
+    if (!other_.empty()) std::filesystem::remove_all(other_, ignored);
+  }
+
+ private:
+  std::filesystem::path other_;
+};
+
+TEST_F(ReconstructionFromAnotherFileSystem, deliversADecodedFile) {
+  const std::string contents = patternedBytes(3'000'000);
+  ASSERT_TRUE(rebuild(packed(contents)));
+  EXPECT_TRUE(rebuiltBytes() == contents);
+  EXPECT_EQ(leftovers(), 1U);
+}
+
+TEST_F(ReconstructionFromAnotherFileSystem, replacesWhatIsAtTheDestination) {
+  writeFile(destination(), std::string(2'000'000, 'o'));
+  ASSERT_TRUE(rebuild(packed("contents")));
+  EXPECT_EQ(rebuiltBytes(), "contents");
+  EXPECT_EQ(leftovers(), 1U);
+}
+
+TEST_F(ReconstructionFromAnotherFileSystem, restoresHoles) {
+  const std::string runs = patternedBytes(1'000'000);
+  EntrySpec entry = packed(runs);
+  entry.size = 5'000'000;
+  entry.sparseExtents = {{4'000'000, 0, 1'000'000}};
+  const std::string contents = std::string(4'000'000, '\0') + runs;
+  entry.contentChecksumSHA256 = sha256Hex(contents);
+  ASSERT_TRUE(rebuild(entry));
+  EXPECT_TRUE(rebuiltBytes() == contents);
+  EXPECT_LT(blocksOf(destination()) * 512, 4'000'000);
+  EXPECT_EQ(leftovers(), 1U);
+}
+
+TEST_F(ReconstructionFromAnotherFileSystem, leavesNothingOfAWrongFile) {
+  EntrySpec entry = packed(patternedBytes(3'000'000));
+  entry.contentChecksumSHA256 = sha256Hex(patternedBytes(3'000'000, 2));
+  expectFailure(entry, checksumError());
+  entry = packed(patternedBytes(3'000'000));
+  --entry.size;
+  expectFailure(entry, checksumError());
 }
 
 }  // namespace
