@@ -267,6 +267,30 @@ TEST_F(PayloadAssembly, writesABundlesSliceAndNothingElse) {
   EXPECT_TRUE(rebuild(entry));
 }
 
+TEST_F(PayloadAssembly, writesOneByteTooManyOfAWholeObjectAtMost) {
+  put("p", patternedBytes(1'000'000));
+  const EntrySpec entry = joined(patternedBytes(1000), {{"p", 0, 1000, {}}});
+  const FileSizeLimit limit(1001);
+  const auto result = rebuild(entry);
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(result.error().isSameInstance(checksumError()));
+  EXPECT_EQ(leftovers(), 0U);
+}
+
+TEST_F(PayloadAssembly, writesNoMoreOfALongErrorAnswerThanOfTheObject) {
+  put("p", std::string(5000, 'p'));
+  addFault("status code=500 key=p body=" + std::string(1'000'000, 'e'));
+  EntrySpec entry = joined(std::string(1000, 'p'), {{"p", 4000, 1000, {}}});
+  const FileSizeLimit limit(1001);
+  for (const std::string_view strategy : {"bundle-direct-unpacked", "multipart"}) {
+    entry.uploadStrategy = strategy;
+    const auto result = rebuild(entry);
+    ASSERT_FALSE(result) << strategy;
+    EXPECT_TRUE(result.error().isSameInstance(notReachableError())) << strategy;
+    EXPECT_EQ(leftovers(), 0U) << strategy;
+  }
+}
+
 TEST_F(PayloadAssembly, passesOnWhyItsFileCannotBeWritten) {
   put("p", patternedBytes(1'000'000));
   const FileSizeLimit limit(100'000);
