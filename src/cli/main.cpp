@@ -105,6 +105,11 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
   return words;
 }
 
+/// A word stands where a command is looked for: it must not get the help of what is above it.
+bool namesUnknownCommand(const CLI::App& app) {
+  return !deepestParsed(app).get_subcommands({}).empty() && !app.remaining(true).empty();
+}
+
 int printHelp(const CLI::App& app, const CLI::Success& asked) {
   std::ostringstream text;
   app.exit(asked, text, text);
@@ -160,7 +165,7 @@ int main(int argc, char** argv) {
     std::ranges::reverse(words);  // as the library takes them
     app.parse(std::move(words));
   } catch (const CLI::Success& asked) {
-    return printHelp(app, asked);
+    return namesUnknownCommand(app) ? reportWrongWords(app, asked, false) : printHelp(app, asked);
   } catch (const CLI::ParseError& error) {
     return reportWrongWords(app, error, argc < 2);
   }

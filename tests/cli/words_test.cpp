@@ -31,6 +31,9 @@ TEST_F(Words, areNeeded) {
 TEST_F(Words, thatAreWrongAreToldWithTheUsageAndStatusTwo) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> calls{
       {{"bogus"}, "there is no command “tovrin bogus”\nUsage: tovrin [OPTIONS] COMMAND\n"},
+      {{"help", "bogus"}, "there is no command “tovrin bogus”\nUsage: tovrin [OPTIONS] COMMAND\n"},
+      {{"bogus", "--help"}, "there is no command “tovrin bogus”\n"},
+      {{"help", "inspect", "bogus"}, "there is no command “tovrin inspect bogus”\n"},
       {{"--bogus"}, "there is no option “--bogus”\nUsage: tovrin "},
       {{"--container"}, "Usage: tovrin "},
       {{"--container", "", "ls"}, "--container: It names no folder.\nUsage: tovrin ls "},
