@@ -126,7 +126,7 @@ Outcome printJSON(Session& session, const NSFileProviderItemIdentifier& containe
 }
 
 Outcome list(Session& session, const Words& words, bool json) {
-  hintAtMissingContainer(session.platform().directories);
+  if (!json) hintAtMissingContainer(session.platform().directories);
   TOVRIN_TRY(const ItemArgument argument, about(words.item, resolveItem(session, words.item)));
   TOVRIN_TRY(const std::optional<NamedItem> single, singleItem(session, argument, words));
   if (single && json) {

@@ -12,6 +12,7 @@
 #include "cli/container_watch.h"
 #include "cli/output.h"
 #include "cli/progress_bar.h"
+#include "cli/shared_state.h"
 #include "cli/status_report.h"
 #include "cli/terminal.h"
 #include "cli/transfer_rates.h"
@@ -123,6 +124,7 @@ void addStatusCommand(CLI::App& app, Invocation& invocation) {
   command->add_flag("--json", invocation.json, "Print JSON, with --follow one object a line");
   command->callback([&invocation, follows] {
     invocation.run = [&invocation, follows](Session& session) {
+      if (!invocation.json) hintAtMissingContainer(session.platform().directories);
       return *follows ? follow(session.platform(), invocation.json) : status(session.platform(), invocation.json);
     };
   });

@@ -14,7 +14,8 @@ Result<TovrinWarpSharedMaterializationState> loadMaterializationState(const Plat
 /// again.
 std::string_view sharedFileBehind(const NSError& error, const Platform& platform);
 
-/// An empty domain is what a container looks like that was named wrongly. The reader is told why.
+/// An empty domain is what a container looks like that was named wrongly. The reader is told why; not a tool that
+/// asks for JSON, which expects an error, and only that, on standard error.
 void hintAtMissingContainer(const Directories& directories);
 
 /// The error is that a file, not its contents, is missing.

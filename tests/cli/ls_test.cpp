@@ -32,6 +32,7 @@ TEST_F(Ls, ofAContainerThatHoldsNothingHintsAtIt) {
   EXPECT_EQ(ended.status, 0);
   EXPECT_EQ(ended.out, "");
   EXPECT_EQ(ended.err, "tovrin: " + nowhere + " has no Warp directory: nothing is shared there yet\n");
+  EXPECT_EQ(run({"--container", nowhere, "ls", "--json", "/Warped Files"}).err, "");
 }
 
 TEST_F(Ls, listsIdentifiers) {

@@ -8,11 +8,23 @@ namespace {
 using Status = Command;
 
 TEST_F(Status, ofANewContainerIsEmpty) {
+  std::filesystem::create_directories(warp());
   const Ended plain = run({"status"});
   EXPECT_EQ(plain.status, 0);
   EXPECT_EQ(plain.out, "Nothing has been opened or saved yet.\nOpened here: 0 files, 0 bytes\n");
   EXPECT_EQ(plain.err, "");
   EXPECT_EQ(run({"status", "--json"}).out, "{\"cached\":[],\"waitingForUpload\":[],\"needsAttention\":[]}\n");
+}
+
+TEST_F(Status, ofAContainerThatHoldsNothingHintsAtIt) {
+  const std::string nowhere = (scratch_ / "nowhere").string();
+  const std::string hint = "tovrin: " + nowhere + " has no Warp directory: nothing is shared there yet\n";
+  const Ended ended = run({"--container", nowhere, "status"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_EQ(ended.out, "Nothing has been opened or saved yet.\nOpened here: 0 files, 0 bytes\n");
+  EXPECT_EQ(ended.err, hint);
+  EXPECT_TRUE(start({"--container", nowhere, "status", "--follow"})->waitForErrorOutput(hint));
+  EXPECT_EQ(run({"--container", nowhere, "status", "--json"}).err, "");
 }
 
 TEST_F(Status, namesWhatWasOpened) {
