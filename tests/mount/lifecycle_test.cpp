@@ -53,9 +53,8 @@ settled
 ls
 )sh");
   EXPECT_EQ(ended.output, "tovrin: " + mountpoint().string() + ": A Tovrin mount is here already.\n" +
-                              "tovrin: other: Made this folder; it will be removed after unmounting.\n"
-                              "tovrin: other: The container is mounted already, at " +
-                              mountpoint().string() + " by process N.\nhello\nerr\nscript\n");
+                              "tovrin: other: The container is mounted already, at " + mountpoint().string() +
+                              " by process N.\nhello\nerr\nscript\n");
   EXPECT_EQ(ended.status, 0);
 }
 

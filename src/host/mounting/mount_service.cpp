@@ -69,13 +69,13 @@ Result<void> runMountService(const MountServiceSettings& settings, const std::fu
   while (true) {
     TOVRIN_TRY(MountPoint point, MountPoint::prepare(settings.request.mountpoint));
     TOVRIN_CHECK(checkNothingIsHidden(point.path(), *makeDirectories(request.container)));
-    for (const std::string& remark : point.remarks()) say(remark);
     request.mountpoint = point.path();
     const StopSignals signals([&] { leaveAtOnce(point); });
     const std::stop_callback stopping(signals.token(),
                                       [] { tellSystemd("STOPPING=1\nSTATUS=Handing over edits and unmounting"); });
     Result<void> served = serveMount(request, signals.token(), [&] {
       point.seal();
+      for (const std::string& remark : point.remarks()) say(remark);
       ready();
       if (settings.isDaemon) log::setUp(log::Destination::system, settings.logLevel);
       tellSystemd(fmt::format("READY=1\nSTATUS=Mounted at {}", request.mountpoint.string()));
