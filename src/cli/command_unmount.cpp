@@ -25,10 +25,8 @@ void say(std::string_view subject, std::string_view sentence) {
 
 void tellOfKeptEdits(const host::Unmounted& unmounted) {
   for (const auto& edit : unmounted.keptEdits) {
-    const std::string reason = edit.error.empty() ? "" : " (" + edit.error + ")";
-    say(edit.filename, fmt::format("The changes are not handed over yet{}. They are kept in {}, and the next mount "
-                                   "tries again.",
-                                   reason, edit.file.string()));
+    const std::string reason = edit.error.empty() ? "." : ": " + edit.error;
+    say(edit.filename, fmt::format("The changes wait for the next mount, in {}{}", edit.file.string(), reason));
   }
 }
 

@@ -62,6 +62,19 @@ TEST_F(CommandBesideAMount, dropsFromTheStoreOnceItIsUnmounted) {
   EXPECT_EQ(state(shown() / "small.txt"), "remote");
 }
 
+TEST_F(CommandBesideAMount, namesEditsThatAreNotTakenWhenItUnmounts) {
+  std::filesystem::remove(originals() / ".tovrin-warped.json");
+  const Ended ended = shell("echo more >> $D/small.txt 2>/dev/null; tovrin unmount $M");
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_TRUE(ended.output.starts_with("tovrin: small.txt: The changes wait for the next mount, in " +
+                                       (scratch_ / "home/state/tovrin/").string()))
+      << ended.output;
+  EXPECT_TRUE(
+      ended.output.ends_with(": This Warp is being restored or removed. Finder kept the local edit; try again "
+                             "after Tovrin finishes.\n"))
+      << ended.output;
+}
+
 TEST_F(CommandBesideAMount, showsWhatIsBeingOpened) {
   ASSERT_TRUE(worker_.addFault("stall after=1000000 route=object"));
   const auto reader = start("cat $D/big.bin");
