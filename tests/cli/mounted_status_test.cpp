@@ -139,6 +139,19 @@ TEST_F(MountedStatus, followsAMountFromItsStartToItsEnd) {
   EXPECT_EQ(command->finish().status, 130);
 }
 
+TEST_F(MountedStatus, isNotRepeatedWhileNothingChanges) {
+  mount_.setStatus(opening(0.25));
+  startMount();
+  const auto command = start({"status", "--follow"});
+  ASSERT_TRUE(command->waitForOutput("film.mov: 25%"));
+  mount_.waitForQuestions(3);
+  mount_.setStatus(opening(0.5));
+  ASSERT_TRUE(command->waitForOutput("film.mov: 50%"));
+  command->signal(SIGINT);
+  const std::string text = command->finish().out;
+  EXPECT_EQ(text.find("film.mov: 25%"), text.rfind("film.mov: 25%")) << text;
+}
+
 TEST_F(MountedStatus, isDrawnInPlaceOnATerminal) {
   mount_.setStatus(opening(0.25));
   startMount();

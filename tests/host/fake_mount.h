@@ -26,6 +26,8 @@ class FakeMount final : public MountControl {
   }
   MountStatus status() override {
     const std::lock_guard hold(lock_);
+    ++asked_;
+    changed_.notify_all();
     return status_;
   }
 
@@ -68,6 +70,11 @@ class FakeMount final : public MountControl {
     const std::lock_guard hold(lock_);
     return fetched_;
   }
+  /// Until the status was asked for so many times more.
+  void waitForQuestions(int count) {
+    std::unique_lock hold(lock_);
+    changed_.wait(hold, [&, enough = asked_ + count] { return asked_ >= enough; });
+  }
   void waitForStalls(int count) {
     std::unique_lock hold(lock_);
     changed_.wait(hold, [&] { return stalls_ >= count; });
@@ -92,6 +99,7 @@ class FakeMount final : public MountControl {
   std::condition_variable_any stopped_;
   MountStatus status_;
   std::set<Identifier> fetched_;
+  int asked_ = 0;
   int stalls_ = 0;
   int stops_ = 0;
 };
