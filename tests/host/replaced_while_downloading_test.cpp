@@ -21,9 +21,7 @@ class ReplacedWhileDownloading : public MountedDomainTest {
     return opened->get_future();
   }
 
-  void holdDownloadsOf(const std::string& name) {
-    ASSERT_TRUE(worker_.addFault("stall after=1 key=" + name));
-  }
+  void holdDownloadsOf(const std::string& name) { ASSERT_TRUE(worker_.addFault("stall after=1 key=" + name)); }
 
   /// The node that a.txt leads to once the kernel has heard of its newer version.
   Shown replace() {
