@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "platform/posix/timestamps.h"
 #include "platform/sha256.h"
 #include "provider/identifier.h"
 
@@ -19,16 +20,9 @@ constexpr std::int64_t kPreferredBytes = 1 << 20;
 constexpr std::int64_t kFolderBytes = 4096;
 constexpr mode_t kWriteBits = 0222;
 
-timespec timeOf(std::int64_t nanoseconds) {
-  std::int64_t seconds = nanoseconds / 1'000'000'000;
-  std::int64_t rest = nanoseconds % 1'000'000'000;
-  if (rest < 0) --seconds, rest += 1'000'000'000;
-  return {.tv_sec = seconds, .tv_nsec = rest};
-}
-
 timespec timeOf(const std::optional<Date>& date) {
   if (!date || !date->isFinite() || std::abs(date->secondsSince1970) > 9e9) return {};
-  return timeOf(static_cast<std::int64_t>(date->secondsSince1970 * 1e9));
+  return systemTimeOf(static_cast<std::int64_t>(date->secondsSince1970 * 1e9));
 }
 
 std::int64_t fileBytes(const TovrinFileProviderItem& item) {
@@ -84,9 +78,9 @@ struct stat Presentation::attributes(const TovrinFileProviderItem& item, std::ui
   status.st_gid = showsEntryOwner ? entry->ownerGroupID : group_;
   status.st_size = fileBytes(item);
   status.st_blksize = kPreferredBytes;
-  status.st_mtim = entry ? timeOf(entry->modificationTimeNanoseconds) : timeOf(item.contentModificationDate());
+  status.st_mtim = entry ? systemTimeOf(entry->modificationTimeNanoseconds) : timeOf(item.contentModificationDate());
   status.st_ctim =
-      entry && entry->statusChangeTimeNanoseconds ? timeOf(*entry->statusChangeTimeNanoseconds) : status.st_mtim;
+      entry && entry->statusChangeTimeNanoseconds ? systemTimeOf(*entry->statusChangeTimeNanoseconds) : status.st_mtim;
   if (local && local->isCopy) status.st_blocks = local->allocatedBytes / kBlockBytes;
   if (struct stat edited{}; local && local->edit && stat(local->file.c_str(), &edited) == 0) {
     status.st_size = edited.st_size;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <limits>
 #include <optional>
 #include <string>
 #include <thread>
@@ -70,6 +71,17 @@ TEST_F(Attributes, keepNanosecondsAlsoBefore1970) {
                                       timespec{.tv_sec = -2, .tv_nsec = 999'999'999}};
   ASSERT_EQ(utimensat(AT_FDCWD, (scratch_ / "file").c_str(), times.data(), 0), 0);
   EXPECT_EQ(fileAttributes(scratch_ / "file")->identity.modificationTimeNanoseconds, -1'000'000'001);
+}
+
+TEST_F(Attributes, holdTheNearestTimeThatFitsOfAFarOne) {
+  writeFile(scratch_ / "file", "abc");
+  for (const time_t late : {10'413'792'000, 9'223'372'037}) {
+    const timespec times[2] = {{0, UTIME_OMIT}, {late, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (scratch_ / "file").c_str(), times, 0), 0);
+    if (statusOf(scratch_ / "file").st_mtim.tv_sec != late) GTEST_SKIP() << "this file system ends before 2262";
+    EXPECT_EQ(fileAttributes(scratch_ / "file")->identity.modificationTimeNanoseconds,
+              std::numeric_limits<std::int64_t>::max());
+  }
 }
 
 TEST_F(Attributes, tellANewFileOfTheSameSizeFromTheOldOne) {

@@ -12,6 +12,7 @@
 
 #include "foundation/encoding.h"
 #include "foundation/path.h"
+#include "platform/posix/timestamps.h"
 
 namespace tovrin::warp {
 namespace {
@@ -20,8 +21,6 @@ NSError scanError(const std::filesystem::path& path, int errnoValue) {
   return NSError::posix(errnoValue, fmt::format("\"{}\" could not be read: {}.", path.native(),
                                                 std::error_code(errnoValue, std::generic_category()).message()));
 }
-
-std::int64_t nanoseconds(const struct statx_timestamp& time) { return time.tv_sec * 1'000'000'000 + time.tv_nsec; }
 
 std::optional<TovrinWarpSharedEntryKind> kindOf(std::uint16_t mode) {
   if (S_ISREG(mode)) return TovrinWarpSharedEntryKind::file;
@@ -43,9 +42,9 @@ Result<std::optional<ScannedObject>> scanObject(const std::filesystem::path& pat
   object.relativePath = std::move(relativePath);
   object.kind = *kind;
   object.size = *kind == TovrinWarpSharedEntryKind::directory ? 0 : static_cast<std::int64_t>(attributes.stx_size);
-  object.modificationTimeNanoseconds = nanoseconds(attributes.stx_mtime);
-  object.statusChangeTimeNanoseconds = nanoseconds(attributes.stx_ctime);
-  if (attributes.stx_mask & STATX_BTIME) object.birthTimeNanoseconds = nanoseconds(attributes.stx_btime);
+  object.modificationTimeNanoseconds = nanosecondsOf(attributes.stx_mtime);
+  object.statusChangeTimeNanoseconds = nanosecondsOf(attributes.stx_ctime);
+  if (attributes.stx_mask & STATX_BTIME) object.birthTimeNanoseconds = nanosecondsOf(attributes.stx_btime);
   object.ownerUserID = attributes.stx_uid;
   object.ownerGroupID = attributes.stx_gid;
   object.posixPermissions = attributes.stx_mode & 07777;

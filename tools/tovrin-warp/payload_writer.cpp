@@ -9,6 +9,7 @@
 #include <span>
 
 #include "lzfse_encoder/lzfse_encoder.h"
+#include "platform/posix/timestamps.h"
 #include "platform/sha256.h"
 
 namespace tovrin::warp {
@@ -19,14 +20,12 @@ constexpr std::string_view kMultipartStrategy = "multipart";
 /// Files up to this size share objects when the layout is chosen by itself.
 constexpr std::int64_t kMostBundledBytes = 256 << 10;
 
-std::int64_t nanoseconds(const timespec& time) { return time.tv_sec * 1'000'000'000 + time.tv_nsec; }
-
 bool isStillScanned(int file, const ScannedObject& object) {
   struct stat attributes{};
   return ::fstat(file, &attributes) == 0 && S_ISREG(attributes.st_mode) && attributes.st_size == object.size &&
          attributes.st_ino == object.identity.inode &&
-         nanoseconds(attributes.st_mtim) == object.modificationTimeNanoseconds &&
-         nanoseconds(attributes.st_ctim) == object.statusChangeTimeNanoseconds;
+         nanosecondsOf(attributes.st_mtim) == object.modificationTimeNanoseconds &&
+         nanosecondsOf(attributes.st_ctim) == object.statusChangeTimeNanoseconds;
 }
 
 void hashZeros(SHA256& hash, std::int64_t count) {

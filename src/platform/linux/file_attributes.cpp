@@ -6,16 +6,9 @@
 
 #include "platform/file_system.h"
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/timestamps.h"
 
 namespace tovrin {
-
-namespace {
-
-std::int64_t nanoseconds(const statx_timestamp& time) {
-  return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
-}
-
-}  // namespace
 
 Result<FileAttributes> fileAttributes(const std::filesystem::path& path) {
   struct statx status;
@@ -27,9 +20,9 @@ Result<FileAttributes> fileAttributes(const std::filesystem::path& path) {
   attributes.identity = {.device = makedev(status.stx_dev_major, status.stx_dev_minor),
                          .inode = status.stx_ino,
                          .size = static_cast<std::int64_t>(status.stx_size),
-                         .modificationTimeNanoseconds = nanoseconds(status.stx_mtime),
-                         .statusChangeTimeNanoseconds = nanoseconds(status.stx_ctime)};
-  if ((status.stx_mask & STATX_BTIME) != 0) attributes.birthTimeNanoseconds = nanoseconds(status.stx_btime);
+                         .modificationTimeNanoseconds = nanosecondsOf(status.stx_mtime),
+                         .statusChangeTimeNanoseconds = nanosecondsOf(status.stx_ctime)};
+  if ((status.stx_mask & STATX_BTIME) != 0) attributes.birthTimeNanoseconds = nanosecondsOf(status.stx_btime);
   return attributes;
 }
 

@@ -14,14 +14,13 @@
 #include <cerrno>
 
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/timestamps.h"
 
 namespace tovrin {
 
 namespace {
 
 constexpr std::int64_t kKernelCopyBytes = 64 << 20;  // a bound on how long one uninterruptible call can take
-
-std::int64_t nanoseconds(const timespec& time) { return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec; }
 
 /// Whether the kernel cannot copy between these two files itself; a copy through memory may still work.
 bool isUnsupportedCopy(int errnoValue) {
@@ -113,8 +112,8 @@ FileIdentity fileIdentity(const struct stat& status) {
   return {.device = status.st_dev,
           .inode = status.st_ino,
           .size = status.st_size,
-          .modificationTimeNanoseconds = nanoseconds(status.st_mtim),
-          .statusChangeTimeNanoseconds = nanoseconds(status.st_ctim)};
+          .modificationTimeNanoseconds = nanosecondsOf(status.st_mtim),
+          .statusChangeTimeNanoseconds = nanosecondsOf(status.st_ctim)};
 }
 
 CopyOutcome copyDescriptorBytes(int from, int to, std::int64_t count) {
