@@ -15,6 +15,7 @@
 #include "foundation/uuid.h"
 #include "platform/file_system.h"
 #include "platform/posix/file_error.h"
+#include "platform/posix/timestamps.h"
 
 namespace tovrin::cli {
 
@@ -97,10 +98,8 @@ void DisposableFile::takeOn(const TovrinWarpSharedEntry& entry) const {
     // Not the bits that lend rights: the file belongs to whoever fetches it.
     std::ignore = chmod(file_.c_str(), entry.posixPermissions & 0777);
   }
-  if (entry.modificationTimeNanoseconds < 1) return;
-  constexpr std::int64_t kSecond = 1'000'000'000;
-  const std::array times{timespec{0, UTIME_OMIT}, timespec{entry.modificationTimeNanoseconds / kSecond,
-                                                           entry.modificationTimeNanoseconds % kSecond}};
+  if (entry.modificationTimeNanoseconds == 0) return;  // it is not known
+  const std::array times{timespec{0, UTIME_OMIT}, systemTimeOf(entry.modificationTimeNanoseconds)};
   std::ignore = utimensat(AT_FDCWD, file_.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
