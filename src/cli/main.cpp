@@ -100,7 +100,7 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   if (argc > 0 && isMountHelper(argv[0])) return wordsOfMountHelper(words);
   if (words.empty() || words.front() != "help") return words;
-  words.erase(words.begin());
+  std::erase(words, "help");
   words.emplace_back("--help");
   return words;
 }

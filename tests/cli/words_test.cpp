@@ -89,6 +89,7 @@ TEST_F(Words, askForHelpEverywhere) {
 TEST_F(Words, askForHelpWithTheWordHelp) {
   EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
   EXPECT_EQ(run({"help", "fetch"}).out, run({"fetch", "--help"}).out);
+  EXPECT_EQ(run({"help", "help"}).out, run({"--help"}).out);
 }
 
 TEST_F(Words, ofHelpThatCannotBeWrittenFail) {
