@@ -17,7 +17,7 @@ import tempfile
 import time
 
 import peers
-from table import row
+from table import NO_TARGET, row
 
 ROUNDS = 3
 MIB = 1 << 20
@@ -153,7 +153,7 @@ def measure(build, form, mib):
     ratio = statistics.median(seconds[slowest] / seconds["whole"] for seconds, _ in rounds)
     speeds = ", ".join(f"{name} {mib * MIB / 1e9 / seconds:.2f}" for name, seconds in median.items())
     peak = max(memory for _, memory in rounds) / MIB
-    row(f"fetch {mib} MiB stored {form}, speed", f"the {slowest} alone", "", f"{ratio:.2f} × (GB/s: {speeds}; memory {peak:.0f} MiB)")
+    row(f"fetch {mib} MiB stored {form}, speed", f"the {slowest} alone", NO_TARGET, f"{ratio:.2f} × (GB/s: {speeds}; memory {peak:.0f} MiB)")
 
 
 def main():

@@ -6,8 +6,26 @@ import subprocess
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 
 
-def row(what, against, target, measured):
-    print(f"| {what} | {against} | {target} | {measured} |", flush=True)
+class Target:
+    def __init__(self, text, is_met):
+        self.text, self.is_met = text, is_met
+
+
+def at_least(bound, unit):
+    return Target(f"≥ {bound:,} {unit}", lambda value: value >= bound)
+
+
+def at_most(bound, unit):
+    return Target(f"≤ {bound:,} {unit}", lambda value: value <= bound)
+
+
+NO_TARGET = Target("", lambda value: True)
+
+
+def row(what, against, target, measured, value=None):
+    """`value` is what the target judges, in its unit."""
+    verdict = "" if target.is_met(value) else ", **missed**"
+    print(f"| {what} | {against} | {target.text} | {measured}{verdict} |", flush=True)
 
 
 def time_text(seconds):
