@@ -13,6 +13,7 @@
 #include "local/lock_process.h"
 #include "platform/property_list.h"
 #include "platform/sha256.h"
+#include "support/keeps_attributes.h"
 
 namespace tovrin {
 namespace {
@@ -264,13 +265,14 @@ TEST_F(Edits, takeTheMutationLockBeforeTheJournalLock) {
 
 TEST_F(Edits, driveTheBadgeAndTheTagsOfTheFile) {
   writeFile(world_.pathOf("a.txt"), "placeholder");
+  if (!keepsExtendedAttributes(world_.pathOf("a.txt"))) GTEST_SKIP() << "this file system keeps no extended attributes";
   world_.save("a.txt", "edited");
   EXPECT_NE(readFile(world_.testPlatform.warpDirectory() / "finder-badge-update.json")
                 .find("\"" + world_.pathOf("a.txt") + "\":\"cached\""),
             std::string::npos);
   const auto tags =
       extendedAttribute(world_.pathOf("a.txt"), "com.apple.metadata:_kMDItemUserTags", LinkPolicy::follow);
-  if (!tags) GTEST_SKIP() << "this file system keeps no extended attributes";
+  ASSERT_TRUE(tags);
   EXPECT_EQ(decodeStringArrayPropertyList(*tags), std::vector<std::string>{"Tovrin Cached\n2"});
 }
 

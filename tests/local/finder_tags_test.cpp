@@ -8,6 +8,7 @@
 #include "platform/extended_attributes.h"
 #include "platform/file_system.h"
 #include "platform/property_list.h"
+#include "support/keeps_attributes.h"
 #include "support/test_platform.h"
 
 namespace tovrin {
@@ -23,8 +24,7 @@ class FinderTags : public testing::Test {
  protected:
   void SetUp() override {
     writeFile(file_, "x");
-    if (!setExtendedAttribute(file_, "com.tovrin.probe", "1", LinkPolicy::follow))
-      GTEST_SKIP() << "this file system keeps no extended attributes";
+    if (!keepsExtendedAttributes(file_)) GTEST_SKIP() << "this file system keeps no extended attributes";
   }
 
   void tag(State state) { badges_.tag(file_, state, LinkPolicy::noFollow); }
@@ -162,6 +162,11 @@ TEST_F(FinderTags, labelColoursAreClamped) {
   setLabelColour(file_, 9, LinkPolicy::follow);
   EXPECT_EQ(finderInfo(), infoWithLabel(7 << 1));
   setLabelColour(file_, -1, LinkPolicy::follow);
+  EXPECT_EQ(finderInfo(), infoWithLabel(0));
+}
+
+TEST_F(FinderTags, labelOfNoColourIsWrittenWhereThereIsNone) {
+  setLabelColour(file_, 0, LinkPolicy::follow);
   EXPECT_EQ(finderInfo(), infoWithLabel(0));
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "materialize/open_states.h"
+#include "platform/property_list.h"
+#include "support/keeps_attributes.h"
 #include "support/test_platform.h"
 
 namespace tovrin {
@@ -89,11 +91,18 @@ TEST_F(MaterializationState, publishesTheBadgeOfThePathAndAnnouncesIt) {
 TEST_F(MaterializationState, tagsTheFileAtTheEntrysOwnPath) {
   const std::filesystem::path file = test.scratch / "warped.txt";
   writeFile(file, "placeholder");
+  if (!keepsExtendedAttributes(file)) GTEST_SKIP() << "this file system keeps no extended attributes";
   const std::string path = file.string();
-  publisher.publish(openingState({"W1", path}, 0.0));
-  const auto tags = extendedAttribute(file, "com.apple.metadata:_kMDItemUserTags", LinkPolicy::noFollow);
-  if (!tags) GTEST_SKIP() << "no extended attributes here";
-  EXPECT_NE(tags->find("Tovrin Opening\n5"), std::string::npos);
+  const OpenedItem item{"W1", path};
+  const auto tagsWith = [&](TovrinWarpSharedMaterializationState state) {
+    publisher.publish(std::move(state));
+    const auto tags = extendedAttribute(file, "com.apple.metadata:_kMDItemUserTags", LinkPolicy::noFollow);
+    return tags ? decodeStringArrayPropertyList(*tags) : std::nullopt;
+  };
+  using Tags = std::vector<std::string>;
+  EXPECT_EQ(tagsWith(openingState(item, 0.0)), Tags{"Tovrin Opening\n5"});
+  EXPECT_EQ(tagsWith(openedState(item)), Tags{"Tovrin Cached\n2"});
+  EXPECT_EQ(tagsWith(failedState(item, NSError(NSCocoaErrorDomain, 1, "x"))), Tags{"Tovrin Issue\n6"});
 }
 
 TEST_F(MaterializationState, doesNotTagWhatALinkPointsTo) {
