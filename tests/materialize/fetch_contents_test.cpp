@@ -80,6 +80,37 @@ TEST_F(FetchContents, showsEveryStepInOrder) {
   EXPECT_EQ(units, expectedUnits);
 }
 
+TEST_F(FetchContents, completesWhenAllIsWritten) {
+  install({fileEntry(kFile, "contents", "k")});
+  put("k", "contents");
+  std::vector<std::size_t> records;  // at each state
+  recorder.onState = [&](const auto&) { records.push_back(journal->load().value().size()); };
+  std::string detail;
+  std::int64_t units = 0;
+  onCompletion = [&] {
+    detail = recorder.states().back().detail;
+    units = progressOfFetch().completedUnitCount();
+  };
+  ASSERT_TRUE(fetch(kFile).file);
+  EXPECT_EQ(detail, "Opened " + kFile + ".");
+  EXPECT_EQ(units, 100);
+  EXPECT_EQ(records, (std::vector<std::size_t>{0, 0, 1})) << "it is recorded before it is said to be open";
+}
+
+TEST_F(FetchContents, countsNoMoreThan99UnitsOfABundleThatPromisesTooMuch) {
+  EntrySpec entry = fileEntry(kFile, "contents", "");
+  entry.payloadKey.reset();
+  entry.uploadStrategy = "bundle-direct-unpacked";
+  entry.storedSize = 4;
+  entry.payloadParts = {{"a", 0, 4, {}}, {"a", 0, 4, {}}};
+  install({entry});
+  put("a", "contents");
+  std::vector<std::int64_t> units;
+  recorder.onState = [&](const auto&) { units.push_back(progressOfFetch().completedUnitCount()); };
+  ASSERT_TRUE(fetch(kFile).error);
+  EXPECT_EQ(units, (std::vector<std::int64_t>{0, 99, 99, 99}));
+}
+
 TEST_F(FetchContents, badgesThePathAsOpeningAndThenAsCached) {
   install({fileEntry(kFile, "contents", "k")});
   put("k", "contents");
@@ -132,8 +163,12 @@ TEST_F(FetchContents, ofASymbolicLinkNeedsNoWorker) {
   link.symlinkTarget = "../elsewhere/x y";
   install({link});
   std::filesystem::remove(test.warpDirectory() / "renterd-connection.json");
+  std::vector<std::int64_t> units;
+  recorder.onState = [&](const auto&) { units.push_back(progressOfFetch().completedUnitCount()); };
   const FetchOutcome outcome = fetch(link.path);
   ASSERT_TRUE(outcome.file);
+  EXPECT_EQ(details(), (std::vector<std::string>{"Opening " + link.path + ".", "Opened " + link.path + "."}));
+  EXPECT_EQ(units, (std::vector<std::int64_t>{0, 99})) << "the file is in place, but its opening is not over";
   EXPECT_EQ(std::filesystem::read_symlink(*outcome.file), "../elsewhere/x y");
   EXPECT_TRUE(worker.requests().empty());
   EXPECT_EQ(outcome.progress->completedUnitCount(), 100);

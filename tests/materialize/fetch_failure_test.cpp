@@ -24,7 +24,15 @@ class FetchFailure : public FetchFixture {
 
   /// One completion with an error, the failure on show, everything that was made gone, nothing recorded.
   NSError expectFailure() {
+    std::int64_t units = 0;
+    std::string title;
+    onCompletion = [&] {
+      units = progressOfFetch().completedUnitCount();
+      if (const auto state = decodeMaterializationState(readFile(stateFile()))) title = state->title;
+    };
     const FetchOutcome outcome = fetch(kFile);
+    onCompletion = nullptr;
+    EXPECT_EQ(units, 100);
     EXPECT_FALSE(outcome.file);
     EXPECT_FALSE(outcome.item);
     EXPECT_EQ(outcome.progress->completedUnitCount(), 100);
@@ -34,6 +42,7 @@ class FetchFailure : public FetchFixture {
     const auto state = decodeMaterializationState(readFile(stateFile()));
     if (state) {
       EXPECT_EQ(state->title, "Open failed");
+      EXPECT_EQ(title, state->title) << "before the completion";
       EXPECT_EQ(state->detail, "Could not open " + kFile + ".");
       EXPECT_FALSE(state->isActive);
       EXPECT_EQ(state->progressFraction, std::nullopt);
@@ -76,6 +85,7 @@ TEST_F(FetchFailure, ofTheManagerIsPassedOn) {
   ASSERT_TRUE(outcome.error);
   EXPECT_EQ(*outcome.error, error);
   EXPECT_EQ(recorder.states().back().errorDescription, "The manager is not well.");
+  EXPECT_EQ(details(), (std::vector<std::string>{"Opening " + kFile + ".", "Could not open " + kFile + "."}));
 }
 
 TEST_F(FetchFailure, ofTheWorkerToGetReadyShowsThatItIsStillPreparing) {

@@ -54,6 +54,7 @@ std::shared_ptr<NSProgress> FetchFixture::startIdentifier(const NSFileProviderIt
                                 [this, &outcome, ofThisFetch = std::make_shared<std::atomic<int>>(0)](
                                     const auto& file, const auto& item, const auto& error) {
                                   ++completions;
+                                  if (onCompletion) onCompletion();
                                   if (++*ofThisFetch == 1) outcome.set_value({file, item, error, nullptr});
                                 });
   started.set_value(progress);

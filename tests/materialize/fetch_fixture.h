@@ -73,6 +73,7 @@ class FetchFixture : public WorkerFixture {
   URLSession* session = test.urlSession.get();  ///< the one that fetches use
   std::optional<TaskGroup> tasks{std::in_place};
   std::atomic<int> completions{0};
+  std::function<void()> onCompletion;  ///< called inside the completion; set before a fetch starts
 
  private:
   std::shared_ptr<NSProgress> startIdentifier(const NSFileProviderItemIdentifier& identifier,

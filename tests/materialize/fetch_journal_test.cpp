@@ -119,6 +119,7 @@ TEST_F(FetchJournal, thatIsCorruptFailsTheOpenAndStaysAsItIs) {
   ASSERT_TRUE(outcome.error);
   EXPECT_EQ(readFile(journalFile()), before);
   EXPECT_EQ(filesMade(), 0U);
+  EXPECT_EQ(std::ranges::count(details(), "Opened " + kFile + "."), 0);
   EXPECT_TRUE(isUnlockedForOthers(lockFile()));
 }
 

@@ -94,6 +94,13 @@ TEST_F(SparseLayout, saysNothingWhenItMayWriteWhatIsWrittenOnceMore) {
   EXPECT_TRUE(written({{500'000, 0, 10}, {100, 10, 10}}).empty());
 }
 
+TEST_F(SparseLayout, thatCannotBeMadeSaysSoInOneWay) {
+  writeFile(file("stored"), "x");
+  const auto result = writeSparseFile(file("stored"), file("no folder/sparse"), 1, {}, [](std::int64_t) {}, {});
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(result.error().is(CocoaErrorCode::fileWriteUnknown)) << result.error().code();
+}
+
 using LZFSEDecoding = PayloadFiles;
 constexpr DecodedSizeLimit kNoLimit{1'000'000'000, DecodedSizeLimit::Surplus::isAnError};
 const WrittenBytes nobodyAsks = [](std::int64_t) {};
