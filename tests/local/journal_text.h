@@ -16,7 +16,7 @@ struct RecordSpec {
   std::string relativePath = "/x";
   std::int64_t size = 1;
   std::string cachedAt = "2023-11-14T00:00:00Z";  // on the day of the tests' clock
-  std::string rawMembers = {};  // JSON members added as they stand
+  std::string rawMembers = {};                    // JSON members added as they stand
 };
 
 inline std::string recordJSON(const RecordSpec& record) {
